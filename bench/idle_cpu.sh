@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Verrabel's cost while it waits: the real binary under Xvfb, collapsed, pointer parked away
+# from the top centre, for BENCH_SECONDS (default 60). Reports the CPU share of one core
+# (from /proc/PID/stat) and the peak resident memory (VmHWM).
+# Usage: bench/idle_cpu.sh path/to/verrabel
+set -euo pipefail
+binary=${1:?usage: idle_cpu.sh path/to/verrabel}
+seconds=${BENCH_SECONDS:-60}
+here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=scripts/xsession.sh
+source "$here/../scripts/xsession.sh"
+
+state=$(mktemp -d)
+cleanup() {
+  set +e
+  [[ -n "${app:-}" ]] && kill "$app" 2>/dev/null && wait "$app" 2>/dev/null
+  xsession_stop
+  rm -rf "$state"
+}
+trap cleanup EXIT
+
+xsession_start 1600x1000
+export HOME="$state" XDG_CONFIG_HOME="$state/config" XDG_RUNTIME_DIR="$state/runtime"
+mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel" && mkdir -m 700 "$XDG_RUNTIME_DIR"
+# Not a first launch: the shelf stays collapsed.
+printf '[General]\ndidWelcome=true\n' >"$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
+xdotool mousemove 100 900
+
+"$binary" 2>/dev/null &
+app=$!
+sleep 2 # start-up is not idling
+
+ticks() { awk '{print $14 + $15}' "/proc/$app/stat"; }
+hz=$(getconf CLK_TCK)
+start_ticks=$(ticks)
+start_time=$(date +%s.%N)
+sleep "$seconds"
+end_ticks=$(ticks)
+end_time=$(date +%s.%N)
+peak_kb=$(awk '/VmHWM/ {print $2}' "/proc/$app/status")
+
+awk -v t0="$start_ticks" -v t1="$end_ticks" -v s0="$start_time" -v s1="$end_time" \
+    -v hz="$hz" -v kb="$peak_kb" 'BEGIN {
+  cpu = (t1 - t0) / hz / (s1 - s0) * 100
+  printf "idle collapsed for %.0f s: CPU %.3f%% of one core (target <= 0.3%%), peak RSS %.1f MB (target <= 50 MB)\n",
+         s1 - s0, cpu, kb / 1024
+}'

@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Runs every benchmark against a build directory and prints the figures.
+# Usage: bench/run.sh [build-dir]
+set -euo pipefail
+build=${1:-build}
+here=$(cd "$(dirname "$0")" && pwd)
+
+"$here/idle_cpu.sh" "$build/verrabel"

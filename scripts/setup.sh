@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs the Debian packages Verrabel needs, and nothing when they are all there.
+# Usage: scripts/setup.sh GROUP...   (groups: build, desktop)
+set -euo pipefail
+
+declare -A groups=(
+  [build]="cmake g++ make pkg-config qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6svg6
+           libgtest-dev libbenchmark-dev libxcb1-dev libxcb-record0-dev clang-format fonts-wqy-microhei"
+  [desktop]="xvfb xauth openbox dbus-x11 xdotool x11-utils imagemagick fonts-wqy-microhei"
+)
+
+wanted=()
+for group in "$@"; do
+  [[ -n "${groups[$group]:-}" ]] || { echo "setup: unknown group '$group'" >&2; exit 2; }
+  # shellcheck disable=SC2206
+  wanted+=(${groups[$group]})
+done
+
+missing=()
+for pkg in $(printf '%s\n' "${wanted[@]}" | sort -u); do
+  status=$(dpkg-query -W -f='${db:Status-Abbrev}' "$pkg" 2>/dev/null || true)
+  [[ "$status" == ii* ]] || missing+=("$pkg")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+sudo=()
+if [[ $(id -u) -ne 0 ]]; then
+  command -v sudo >/dev/null || { echo "setup: need root or sudo to install: ${missing[*]}" >&2; exit 1; }
+  sudo=(sudo)
+fi
+echo "setup: installing ${missing[*]}"
+"${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q
+"${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"

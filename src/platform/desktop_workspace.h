@@ -1,0 +1,16 @@
+#pragma once
+
+#include "workspace.h"
+
+namespace verrabel {
+
+/// Default applications through the desktop's URL handlers; the file manager over D-Bus.
+class DesktopWorkspace final : public Workspace {
+public:
+    bool openUrl(const QUrl& url) override;
+    /// org.freedesktop.FileManager1.ShowItems; where no file manager answers it, the item's
+    /// folder is opened instead.
+    void revealItem(const QUrl& item) override;
+};
+
+} // namespace verrabel

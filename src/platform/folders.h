@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+namespace verrabel {
+
+class Folders {
+public:
+    virtual ~Folders() = default;
+    /// The user's Desktop folder as the system names it, or empty when the system has none.
+    [[nodiscard]] virtual QString desktop() const = 0;
+    /// The user's folder for temporary files.
+    [[nodiscard]] virtual QString temporary() const = 0;
+};
+
+} // namespace verrabel

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "alerts.h"
+
+namespace verrabel {
+
+class MessageBoxAlerts final : public Alerts {
+public:
+    void runModal(const Alert& alert) override;
+};
+
+} // namespace verrabel

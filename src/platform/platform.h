@@ -1,0 +1,36 @@
+#pragma once
+
+namespace verrabel {
+
+class Alerts;
+class Clock;
+class Compositor;
+class DirectoryWatchers;
+class Folders;
+class Pointer;
+class ProcessActivity;
+class QueueFactory;
+class Screens;
+class Settings;
+class StatusBar;
+class TimerFactory;
+class Workspace;
+
+/// The operating-system services the shelf uses; real ones in the application, fakes in tests.
+struct Platform {
+    Folders& folders;
+    Screens& screens;
+    Pointer& pointer;
+    Compositor& compositor;
+    Clock& clock;
+    Workspace& workspace;
+    Alerts& alerts;
+    QueueFactory& queues;
+    TimerFactory& timers;
+    DirectoryWatchers& watchers;
+    ProcessActivity& activity;
+    Settings& settings;
+    StatusBar& statusBar;
+};
+
+} // namespace verrabel

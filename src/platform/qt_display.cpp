@@ -1,0 +1,58 @@
+#include "qt_display.h"
+
+#include "coordinates.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace verrabel {
+
+namespace {
+
+QRect primaryGeometry() {
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    return primary != nullptr ? primary->geometry() : QRect();
+}
+
+} // namespace
+
+QtScreens::QtScreens() {
+    auto* app = qGuiApp;
+    connect(app, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
+        follow(screen);
+        Q_EMIT changed();
+    });
+    // A screen is still listed while it is being removed: look again once it is gone.
+    connect(app, &QGuiApplication::screenRemoved, this, &Screens::changed, Qt::QueuedConnection);
+    connect(app, &QGuiApplication::primaryScreenChanged, this, &Screens::changed);
+    for (QScreen* screen : QGuiApplication::screens()) {
+        follow(screen);
+    }
+}
+
+void QtScreens::follow(QScreen* screen) {
+    connect(screen, &QScreen::geometryChanged, this, &Screens::changed);
+}
+
+QList<ScreenInfo> QtScreens::screens() const {
+    const QRect primary = primaryGeometry();
+    QList<ScreenInfo> result;
+    // Qt lists the primary screen first.
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        ScreenInfo info;
+        info.frame = coordinates::fromQt(QRectF(screen->geometry()), primary);
+        result.append(info);
+    }
+    return result;
+}
+
+QRect QtScreens::toWindowGeometry(const QRectF& frame) const {
+    return coordinates::toQt(frame, primaryGeometry()).toRect();
+}
+
+QPointF QtPointer::location() const {
+    return coordinates::fromQt(QPointF(QCursor::pos()), primaryGeometry());
+}
+
+} // namespace verrabel

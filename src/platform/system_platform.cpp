@@ -1,0 +1,104 @@
+#include "system_platform.h"
+
+#include "clock.h"
+#include "desktop_workspace.h"
+#include "inotify_watchers.h"
+#include "message_box_alerts.h"
+#include "process_activity.h"
+#include "qt_display.h"
+#include "settings.h"
+#include "thread_queue.h"
+#include "timerfd_timer.h"
+#include "tray_status_bar.h"
+#include "x11_compositor.h"
+#include "x11_motion_watch.h"
+#include "xdg_folders.h"
+
+#include <QSettings>
+
+#include <sys/prctl.h>
+
+#include <chrono>
+
+namespace verrabel {
+
+namespace {
+
+class SystemClock final : public Clock {
+public:
+    [[nodiscard]] Date now() const override {
+        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+            .count();
+    }
+};
+
+/// ~/.config/Verrabel/Verrabel.conf. A file that cannot be written loses the values silently.
+class QSettingsStore final : public Settings {
+public:
+    [[nodiscard]] bool boolValue(const QString& key) const override {
+        return m_settings.value(key, false).toBool();
+    }
+    void setBool(const QString& key, bool value) override {
+        m_settings.setValue(key, value);
+        m_settings.sync();
+    }
+
+private:
+    mutable QSettings m_settings{QStringLiteral("Verrabel"), QStringLiteral("Verrabel")};
+};
+
+/// Linux does not throttle background processes; what it does do is let timer wake-ups slip
+/// by the thread's timer slack (50 µs by default) to batch them. The activity takes the slack
+/// away from the main thread, where the hover timer runs, and gives it back when it ends.
+class TimerSlackActivity final : public ProcessActivity {
+public:
+    [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t /*options*/,
+                                                       const QString& /*reason*/) override {
+        return std::make_unique<Token>();
+    }
+
+private:
+    class Token final : public ActivityToken {
+    public:
+        Token() { prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL); }
+        ~Token() override { prctl(PR_SET_TIMERSLACK, m_previous, 0UL, 0UL, 0UL); }
+        Token(const Token&) = delete;
+        Token& operator=(const Token&) = delete;
+
+    private:
+        unsigned long m_previous =
+            static_cast<unsigned long>(prctl(PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL));
+    };
+};
+
+} // namespace
+
+struct SystemPlatform::Parts {
+    XdgFolders folders;
+    QtScreens screens;
+    QtPointer pointer;
+    X11Compositor compositor;
+    SystemClock clock;
+    DesktopWorkspace workspace;
+    MessageBoxAlerts alerts;
+    ThreadQueueFactory queues;
+    X11MotionWatch motion;
+    TimerFdTimerFactory timers{&motion};
+    InotifyWatchers watchers;
+    TimerSlackActivity activity;
+    QSettingsStore settings;
+    TrayStatusBar statusBar;
+    Platform services{folders, screens, pointer,  compositor, clock,    workspace, alerts,
+                      queues,  timers,  watchers, activity,   settings, statusBar};
+};
+
+SystemPlatform::SystemPlatform()
+    : m_parts(std::make_unique<Parts>()) {}
+
+SystemPlatform::~SystemPlatform() = default;
+
+const Platform& SystemPlatform::services() const {
+    return m_parts->services;
+}
+
+} // namespace verrabel

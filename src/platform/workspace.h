@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QUrl>
+
+namespace verrabel {
+
+/// The desktop's file handling: default applications and the file manager.
+class Workspace {
+public:
+    virtual ~Workspace() = default;
+    /// Opens a file or folder with its default application; false when nothing could open it.
+    virtual bool openUrl(const QUrl& url) = 0;
+    /// Shows the item selected in a file-manager window.
+    virtual void revealItem(const QUrl& item) = 0;
+};
+
+} // namespace verrabel

@@ -1,0 +1,157 @@
+#include "x11_motion_watch.h"
+
+#include <QGuiApplication>
+#include <QSocketNotifier>
+
+#include <xcb/record.h>
+#include <xcb/xcb.h>
+#include <xcb/xcbext.h>
+
+#include <cstdlib>
+
+namespace verrabel {
+
+namespace {
+
+// Categories of RECORD's EnableContext replies.
+constexpr std::uint8_t kFromServer = 0;
+constexpr std::uint8_t kEndOfData = 5;
+
+} // namespace
+
+X11MotionWatch::X11MotionWatch() = default;
+
+X11MotionWatch::~X11MotionWatch() {
+    m_notifier.reset();
+    if (m_data == nullptr) {
+        return;
+    }
+    if (m_context != 0 && m_control != nullptr) {
+        if (m_state == State::Recording) {
+            xcb_record_disable_context(m_control, m_context);
+        }
+        xcb_record_free_context(m_control, m_context);
+        xcb_flush(m_control);
+    }
+    xcb_disconnect(m_data);
+}
+
+bool X11MotionWatch::awaitMotion(std::function<void()> onMotion) {
+    if (!connect()) {
+        return false;
+    }
+    m_onMotion = std::move(onMotion);
+    if (m_state == State::Off) {
+        startRecording();
+    }
+    // While Stopping, recording starts again once the server has ended the previous run.
+    return true;
+}
+
+void X11MotionWatch::cancel() {
+    m_onMotion = nullptr;
+    if (m_state == State::Recording) {
+        stopRecording();
+    }
+}
+
+bool X11MotionWatch::connect() {
+    if (m_broken) {
+        return false;
+    }
+    if (m_data != nullptr) {
+        return true;
+    }
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr) {
+        m_broken = true;
+        return false;
+    }
+    m_control = x11->connection();
+    const xcb_query_extension_reply_t* record = xcb_get_extension_data(m_control, &xcb_record_id);
+    if (record == nullptr || record->present == 0) {
+        m_broken = true;
+        return false;
+    }
+    m_data = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(m_data) != 0) {
+        breakDown();
+        return false;
+    }
+
+    m_context = xcb_generate_id(m_control);
+    xcb_record_range_t range{};
+    range.device_events.first = XCB_MOTION_NOTIFY;
+    range.device_events.last = XCB_MOTION_NOTIFY;
+    const xcb_record_client_spec_t everyone = XCB_RECORD_CS_ALL_CLIENTS;
+    xcb_generic_error_t* error =
+        xcb_request_check(m_control, xcb_record_create_context_checked(m_control, m_context, 0, 1,
+                                                                       1, &everyone, &range));
+    if (error != nullptr) {
+        std::free(error);
+        m_context = 0;
+        breakDown();
+        return false;
+    }
+
+    m_notifier =
+        std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_data), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
+                     [this] { readReplies(); });
+    return true;
+}
+
+void X11MotionWatch::startRecording() {
+    m_sequence = xcb_record_enable_context(m_data, m_context).sequence;
+    xcb_flush(m_data);
+    m_state = State::Recording;
+}
+
+void X11MotionWatch::stopRecording() {
+    // Asked on the other connection: the data connection is busy streaming.
+    xcb_record_disable_context(m_control, m_context);
+    xcb_flush(m_control);
+    m_state = State::Stopping;
+}
+
+void X11MotionWatch::readReplies() {
+    for (;;) {
+        void* reply = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        if (xcb_poll_for_reply(m_data, m_sequence, &reply, &error) == 0) {
+            return; // nothing more yet
+        }
+        if (reply == nullptr) {
+            std::free(error);
+            if (xcb_connection_has_error(m_data) != 0 || error != nullptr) {
+                breakDown();
+            }
+            return;
+        }
+        const auto category = static_cast<xcb_record_enable_context_reply_t*>(reply)->category;
+        std::free(reply);
+        if (category == kFromServer && m_state == State::Recording) {
+            stopRecording();
+            if (auto onMotion = std::exchange(m_onMotion, nullptr)) {
+                onMotion();
+            }
+        } else if (category == kEndOfData) {
+            m_state = State::Off;
+            if (m_onMotion) {
+                startRecording();
+            }
+        }
+    }
+}
+
+void X11MotionWatch::breakDown() {
+    // No more naps; whoever waits must not wait forever.
+    m_broken = true;
+    m_notifier.reset();
+    m_state = State::Off;
+    if (auto onMotion = std::exchange(m_onMotion, nullptr)) {
+        onMotion();
+    }
+}
+
+} // namespace verrabel

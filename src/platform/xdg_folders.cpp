@@ -1,0 +1,20 @@
+#include "xdg_folders.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+namespace verrabel {
+
+QString XdgFolders::desktop() const {
+    QString desktop = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation);
+    if (desktop.isEmpty() || QDir::cleanPath(desktop) == QDir::cleanPath(QDir::homePath())) {
+        return {};
+    }
+    return desktop;
+}
+
+QString XdgFolders::temporary() const {
+    return QDir::tempPath();
+}
+
+} // namespace verrabel

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QColor>
+#include <QPointer>
+#include <QRegion>
+#include <QWidget>
+
+namespace verrabel {
+
+class ShelfController;
+
+/// The panel's root view: the frosted, round-cornered background every other view sits on,
+/// with a thin rim that turns into a wider accent-coloured one while a drop is pending. It is
+/// also the shelf's one drop target.
+class DropView final : public QWidget {
+    Q_OBJECT
+public:
+    explicit DropView(QWidget* parent = nullptr);
+
+    /// The controller whose flags and operations a drag drives; never kept alive by the view.
+    QPointer<ShelfController> owner;
+    /// An acceptable drag is over the view; selects the rim's look.
+    bool dropHighlighted = false;
+
+    /// Brings the rim in line with `dropHighlighted` and the palette now in force.
+    void updateRim();
+    [[nodiscard]] double rimWidth() const { return m_rimWidth; }
+    [[nodiscard]] QColor rimColor() const { return m_rimColor; }
+
+    void setCornerRadius(double radius);
+    [[nodiscard]] double cornerRadius() const { return m_cornerRadius; }
+    /// The rounded outline, for windows that must be cut to shape.
+    [[nodiscard]] QRegion shape() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    double m_cornerRadius;
+    double m_rimWidth = 0;
+    QColor m_rimColor;
+};
+
+} // namespace verrabel

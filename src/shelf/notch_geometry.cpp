@@ -1,0 +1,62 @@
+#include "notch_geometry.h"
+
+#include <algorithm>
+
+namespace verrabel::notch {
+
+namespace {
+// QRectF's top() and bottom() name y-down edges; in these y-up frames say what is meant.
+double minX(const QRectF& rect) {
+    return rect.x();
+}
+double maxX(const QRectF& rect) {
+    return rect.x() + rect.width();
+}
+double minY(const QRectF& rect) {
+    return rect.y();
+}
+double maxY(const QRectF& rect) {
+    return rect.y() + rect.height();
+}
+double midX(const QRectF& rect) {
+    return rect.x() + rect.width() / 2;
+}
+} // namespace
+
+double notchHeight(const ScreenInfo& screen) {
+    return std::max(screen.safeAreaTop, kLeastNotchHeight);
+}
+
+double notchBottom(const ScreenInfo& screen) {
+    return maxY(screen.frame) - notchHeight(screen);
+}
+
+std::optional<double> notchGap(const ScreenInfo& screen) {
+    if (!screen.auxiliaryTopLeftArea || !screen.auxiliaryTopRightArea) {
+        return std::nullopt;
+    }
+    return minX(*screen.auxiliaryTopRightArea) - maxX(*screen.auxiliaryTopLeftArea);
+}
+
+double hotZoneWidth(const ScreenInfo& screen) {
+    const std::optional<double> gap = notchGap(screen);
+    return gap ? std::max(*gap, kLeastNotchGap) + kHotZoneWidening : kHotZoneWidthWithoutAreas;
+}
+
+QRectF hotZone(const ScreenInfo& screen) {
+    const double width = hotZoneWidth(screen);
+    return {midX(screen.frame) - width / 2, notchBottom(screen) - kHotZoneReach, width,
+            notchHeight(screen) + kHotZoneReach};
+}
+
+QRectF expandedFrame(const ScreenInfo& screen) {
+    return {midX(screen.frame) - kPanelWidth / 2, notchBottom(screen) - kPanelHeight, kPanelWidth,
+            kPanelHeight};
+}
+
+bool contains(const QRectF& rect, const QPointF& point) {
+    return point.x() >= minX(rect) && point.x() < maxX(rect) && point.y() >= minY(rect) &&
+           point.y() < maxY(rect);
+}
+
+} // namespace verrabel::notch

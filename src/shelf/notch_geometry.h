@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/display.h"
+
+#include <optional>
+
+namespace verrabel::notch {
+
+// Everything here is in global points, y up, derived afresh from one screen's metrics.
+
+inline constexpr double kLeastNotchHeight = 25;
+inline constexpr double kLeastNotchGap = 120;
+inline constexpr double kHotZoneWidening = 70;
+inline constexpr double kHotZoneWidthWithoutAreas = 250;
+inline constexpr double kHotZoneReach = 12;
+inline constexpr double kPanelWidth = 420;
+inline constexpr double kPanelHeight = 350;
+inline constexpr double kCornerRadius = 22;
+
+[[nodiscard]] double notchHeight(const ScreenInfo& screen);
+/// The y of the notch's lower edge.
+[[nodiscard]] double notchBottom(const ScreenInfo& screen);
+/// The camera housing's width; only where the screen reports the areas on both sides of it.
+[[nodiscard]] std::optional<double> notchGap(const ScreenInfo& screen);
+[[nodiscard]] double hotZoneWidth(const ScreenInfo& screen);
+/// From 12 points below the notch up to the screen's top edge, centred on the screen.
+[[nodiscard]] QRectF hotZone(const ScreenInfo& screen);
+/// The panel hanging from the notch, centred on the screen.
+[[nodiscard]] QRectF expandedFrame(const ScreenInfo& screen);
+
+/// Containment with the minimum edges inside and the maximum edges outside.
+[[nodiscard]] bool contains(const QRectF& rect, const QPointF& point);
+
+} // namespace verrabel::notch

@@ -1,0 +1,46 @@
+// Choosing the screen and placing the panel on it.
+
+#include "drop_view.h"
+#include "notch_geometry.h"
+#include "platform/platform.h"
+#include "platform/repeating_timer.h"
+#include "shelf_controller.h"
+#include "shelf_panel.h"
+
+namespace verrabel {
+
+void ShelfController::reposition() {
+    const QList<ScreenInfo> screens = m_platform.screens.screens();
+    // The first screen with a camera housing, else the first screen, else none.
+    const auto notched = std::find_if(screens.begin(), screens.end(),
+                                      [](const ScreenInfo& info) { return info.safeAreaTop > 0; });
+    if (notched != screens.end()) {
+        screen = *notched;
+    } else {
+        const QList<ScreenInfo> again = m_platform.screens.screens();
+        screen = again.isEmpty() ? std::nullopt : std::optional(again.first());
+    }
+    // The hot zone may have moved under a resting pointer.
+    if (timer) {
+        timer->resume();
+    }
+    layout();
+}
+
+void ShelfController::layout() {
+    if (!screen) {
+        return;
+    }
+    if (!expanded) {
+        panel->orderOut();
+        return;
+    }
+    panel->setFrame(notch::expandedFrame(*screen));
+    root->setGeometry(0, 0, static_cast<int>(notch::kPanelWidth),
+                      static_cast<int>(notch::kPanelHeight));
+    content->setHidden(false);
+    root->setCornerRadius(notch::kCornerRadius);
+    panel->orderFrontRegardless();
+}
+
+} // namespace verrabel

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/display.h"
+
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+class QScrollArea;
+class QWidget;
+
+namespace verrabel {
+
+class ActivityToken;
+class DirectoryWatcher;
+class DropView;
+class Label;
+class RepeatingTimer;
+class ShelfPanel;
+class WorkQueue;
+struct Platform;
+
+/// The hub of the shelf: it owns the panel and every view in it, the flags that the hover loop
+/// and the drags share, the work queues, the Desktop watcher, the hover timer and the process
+/// activity. Everything here runs on the main thread; background work reads only `desktop`.
+///
+/// Its operations are defined next to the subsystem they belong to: placement and the hover
+/// loop in shelf/, the scan and rendering in listing/, import and reception in receiving/.
+class ShelfController final : public QObject {
+    Q_OBJECT
+public:
+    explicit ShelfController(const Platform& platform);
+    ~ShelfController() override;
+    ShelfController(const ShelfController&) = delete;
+    ShelfController& operator=(const ShelfController&) = delete;
+
+    /// Opens the Desktop folder in the file manager; a failure is not reported.
+    void openDesktop();
+    /// Chooses the screen again and lays the panel out on it.
+    void reposition();
+    /// Expands the shelf for a drag entering it.
+    void expand();
+    /// Shows the shelf expanded for at least two seconds.
+    void showShelf();
+    /// Starts a rescan of the Desktop folder, unless one is in flight.
+    void refresh();
+
+private:
+    void buildViewTree();
+    void layout();
+    void tick();
+    void expandIfCollapsed();
+    void startWatcher();
+
+    const Platform& m_platform;
+
+public:
+    // The controller's state, in the order it is initialised. Views and subsystems read and
+    // write it directly; all of it belongs to the main thread.
+
+    /// The user's Desktop folder, as the system names it; empty when the system has none.
+    const QString desktop;
+    const std::unique_ptr<ShelfPanel> panel;
+    /// The panel's content view: background and drop target. Owned by the panel.
+    DropView* const root;
+    /// The 420 × 350 container of all the shelf's controls, inside `root`.
+    QWidget* const content;
+    /// The status line at the bottom left: hints, progress and results.
+    Label* const message;
+    /// The subtitle under the title: item count or failure.
+    Label* const count;
+    /// Holds the list of rows.
+    QScrollArea* const scroll;
+    /// The screen the shelf lives on; none while there are no screens.
+    std::optional<ScreenInfo> screen;
+    /// The panel is on screen.
+    bool expanded = false;
+    /// A row is being dragged out: holds the shelf open and suspends rescans.
+    bool exporting = false;
+    /// An acceptable drag is over the shelf, or its drop is being taken.
+    bool receiving = false;
+    /// Imports and promise receptions under way; never below 0.
+    std::int64_t busy = 0;
+    /// When the pointer was first seen outside the shelf, or a moment ahead that keeps it open.
+    std::optional<Date> outsideSince;
+    std::unique_ptr<RepeatingTimer> timer;
+    std::unique_ptr<ActivityToken> hoverActivity;
+    /// A Desktop scan is queued or running.
+    bool refreshInFlight = false;
+    const std::unique_ptr<WorkQueue> scanQueue;
+    std::unique_ptr<DirectoryWatcher> watcher;
+    /// The listing signature of the rows on display.
+    QString rowsSignature;
+    const std::unique_ptr<WorkQueue> fileQueue;
+    const std::unique_ptr<WorkQueue> promiseQueue;
+    /// When the last scan was started.
+    Date lastRefresh = kDistantPast;
+};
+
+} // namespace verrabel

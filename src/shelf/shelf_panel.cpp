@@ -1,0 +1,60 @@
+#include "shelf_panel.h"
+
+#include "drop_view.h"
+#include "platform/display.h"
+
+namespace verrabel {
+
+ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                           Qt::WindowDoesNotAcceptFocus | Qt::BypassWindowManagerHint)
+    , m_screens(screens)
+    , m_compositor(compositor) {
+    // Bypassing the window manager is what puts the panel on every desktop, above full-screen
+    // windows, out of the taskbar and Alt-Tab, and shows and hides it without animation.
+    setWindowTitle(QStringLiteral("Verrabel"));
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setFocusPolicy(Qt::NoFocus);
+}
+
+void ShelfPanel::setContentView(DropView* root) {
+    m_root = root;
+    m_root->setGeometry(rect());
+}
+
+void ShelfPanel::setFrame(const QRectF& frame) {
+    m_frame = frame;
+    setGeometry(m_screens.toWindowGeometry(frame));
+}
+
+void ShelfPanel::orderFrontRegardless() {
+    show();
+    raise();
+}
+
+void ShelfPanel::orderOut() {
+    hide();
+}
+
+void ShelfPanel::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    updateShape();
+}
+
+void ShelfPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    updateShape();
+}
+
+void ShelfPanel::updateShape() {
+    // A compositor blends the anti-aliased corners with what lies behind; without one the
+    // transparent corners would come out black, so cut them off.
+    if (m_root == nullptr || m_compositor.isActive()) {
+        clearMask();
+        return;
+    }
+    setMask(m_root->shape());
+}
+
+} // namespace verrabel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "listing/desktop_scan.h"
 #include "platform/clock.h"
 #include "platform/display.h"
 
@@ -55,6 +56,8 @@ private:
     void tick();
     void expandIfCollapsed();
     void startWatcher();
+    void completeRefresh(const ScanResult& result);
+    void render(const ScanResult& result);
 
     const Platform& m_platform;
 

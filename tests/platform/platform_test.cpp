@@ -1,4 +1,5 @@
 #include "platform/coordinates.h"
+#include "platform/inotify_watchers.h"
 #include "platform/thread_queue.h"
 #include "platform/timerfd_timer.h"
 #include "platform/xdg_folders.h"
@@ -114,6 +115,42 @@ TEST_F(XdgFoldersTest, ADesktopThatIsTheHomeFolderCountsAsNone) {
     // user-dirs' way of switching the Desktop off: it would otherwise list the whole home.
     writeUserDirs(R"(XDG_DESKTOP_DIR="$HOME/")");
     EXPECT_EQ(folders.desktop(), QString());
+}
+
+TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
+    QTemporaryDir parent;
+    ASSERT_TRUE(parent.isValid());
+    const QString folder = parent.filePath(QStringLiteral("Desktop"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    int changes = 0;
+    InotifyWatchers watchers;
+    const auto watcher = watchers.watch(folder, [&changes] { ++changes; });
+    ASSERT_NE(watcher, nullptr);
+
+    const auto expectChange = [&changes](const std::function<void()>& action, const char* what) {
+        SCOPED_TRACE(what);
+        const int before = changes;
+        action();
+        QEventLoop loop;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+            if (changes > before) {
+                loop.quit();
+            }
+        });
+        poll.start(5);
+        QTimer::singleShot(2000, &loop, &QEventLoop::quit);
+        loop.exec();
+        EXPECT_GT(changes, before);
+    };
+    const QString file = folder + QStringLiteral("/a.txt");
+    expectChange([&] { QFile(file).open(QIODevice::WriteOnly); }, "create");
+    expectChange([&] { QFile::rename(file, folder + QStringLiteral("/b.txt")); }, "rename");
+    expectChange([&] { QFile::remove(folder + QStringLiteral("/b.txt")); }, "delete");
+    expectChange([&] { QDir().rename(folder, parent.filePath(QStringLiteral("Moved"))); },
+                 "folder moved");
+
+    EXPECT_EQ(watchers.watch(parent.filePath(QStringLiteral("missing")), [] {}), nullptr);
 }
 
 } // namespace

@@ -1,0 +1,158 @@
+#include "desktop_scan.h"
+
+#include <QCollator>
+#include <QFile>
+#include <QLocale>
+#include <QSet>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace verrabel {
+
+namespace {
+
+constexpr double kNanosPerSecond = 1e9;
+
+QUrl fileUrlFromBytes(const QByteArray& path) {
+    // Percent-encode the bytes themselves: QUrl::fromLocalFile would turn bytes that are not
+    // UTF-8 into replacement characters, and the URL would name another file.
+    return QUrl::fromEncoded("file://" + path.toPercentEncoding("/"), QUrl::StrictMode);
+}
+
+/// Names the folder's `.hidden` file lists, one a line, as file managers read it.
+QSet<QByteArray> hiddenNames(int folder) {
+    QSet<QByteArray> names;
+    const int fd = openat(folder, ".hidden", O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0) {
+        return names;
+    }
+    struct stat info {};
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        QFile file;
+        if (file.open(fd, QIODevice::ReadOnly)) {
+            for (const QByteArray& line : file.readAll().split('\n')) {
+                if (!line.isEmpty()) {
+                    names.insert(line);
+                }
+            }
+        }
+    }
+    close(fd);
+    return names;
+}
+
+bool isSpecialFile(mode_t mode) {
+    return S_ISFIFO(mode) || S_ISSOCK(mode) || S_ISCHR(mode) || S_ISBLK(mode);
+}
+
+DesktopEntry entryFor(int folder, const QByteArray& folderPath, const char* name) {
+    const QByteArray path = folderPath + '/' + name;
+    DesktopEntry entry;
+    entry.url = fileUrlFromBytes(path);
+    entry.name = QFile::decodeName(name);
+    double modified = 0;
+    struct stat info {};
+    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        entry.isDirectory = S_ISDIR(info.st_mode);
+        entry.isSpecial = isSpecialFile(info.st_mode);
+        entry.size = entry.isDirectory ? 0 : static_cast<qint64>(info.st_size);
+        modified = static_cast<double>(info.st_mtim.tv_sec) +
+                   static_cast<double>(info.st_mtim.tv_nsec) / kNanosPerSecond;
+    }
+    entry.signatureLine = signatureLine(QFile::decodeName(path), modified, entry.size);
+    return entry;
+}
+
+} // namespace
+
+ScanResult scanDesktop(const QString& folder) {
+    const QByteArray folderPath = QFile::encodeName(folder);
+    const int fd =
+        folder.isEmpty() ? -1 : open(folderPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        const int code = folder.isEmpty() ? ENOENT : errno;
+        return ScanFailure{code, QString::fromLocal8Bit(std::strerror(code))};
+    }
+    DIR* directory = fdopendir(fd);
+    if (directory == nullptr) {
+        const int code = errno;
+        close(fd);
+        return ScanFailure{code, QString::fromLocal8Bit(std::strerror(code))};
+    }
+
+    const QSet<QByteArray> hidden = hiddenNames(fd);
+    std::vector<DesktopEntry> entries;
+    errno = 0;
+    while (const dirent* item = readdir(directory)) {
+        const char* name = item->d_name;
+        if (name[0] == '.' || hidden.contains(QByteArray(name))) {
+            continue; // ".", ".." and dot names are hidden too
+        }
+        entries.push_back(entryFor(fd, folderPath, name));
+    }
+    const int readError = errno;
+    closedir(directory);
+    if (readError != 0) {
+        return ScanFailure{readError, QString::fromLocal8Bit(std::strerror(readError))};
+    }
+
+    orderByName(entries);
+    return entries;
+}
+
+void orderByName(std::vector<DesktopEntry>& entries) {
+    // Qt collates the C locale by code point, ignoring case and numeric settings; a system
+    // without a locale still deserves a file browser's order, so use the root-like English one.
+    const QLocale locale;
+    QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
+    collator.setNumericMode(true);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+
+    // One sort key a name: comparing keys is much cheaper than collating names again and again.
+    std::vector<std::pair<QCollatorSortKey, std::size_t>> keys;
+    keys.reserve(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        keys.emplace_back(collator.sortKey(entries[i].name), i);
+    }
+    std::stable_sort(keys.begin(), keys.end(), [](const auto& left, const auto& right) {
+        return left.first.compare(right.first) < 0;
+    });
+
+    std::vector<DesktopEntry> ordered;
+    ordered.reserve(entries.size());
+    for (const auto& key : keys) {
+        ordered.push_back(std::move(entries[key.second]));
+    }
+    entries = std::move(ordered);
+}
+
+QString signatureLine(const QString& path, double modificationTime, qint64 size) {
+    std::array<char, 64> buffer{};
+    const auto written = std::to_chars(buffer.data(), buffer.data() + buffer.size(),
+                                       modificationTime, std::chars_format::fixed);
+    QString time = QString::fromLatin1(buffer.data(), written.ptr - buffer.data());
+    if (!time.contains(QLatin1Char('.'))) {
+        time += QLatin1String(".0");
+    }
+    return path + QLatin1Char('|') + time + QLatin1Char('|') + QString::number(size);
+}
+
+QString listingSignature(const std::vector<DesktopEntry>& entries) {
+    QStringList lines;
+    lines.reserve(static_cast<qsizetype>(entries.size()));
+    for (const DesktopEntry& entry : entries) {
+        lines.append(entry.signatureLine);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace verrabel

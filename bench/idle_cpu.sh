@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Verrabel's cost while it waits: the real binary under Xvfb, collapsed, pointer parked away
 # from the top centre, for BENCH_SECONDS (default 60). Reports the CPU share of one core
-# (from /proc/PID/stat) and the peak resident memory (VmHWM).
+# (all threads' run time from /proc/PID/task/*/schedstat, in nanoseconds) and the peak
+# resident memory (VmHWM).
 # Usage: bench/idle_cpu.sh path/to/verrabel
 set -euo pipefail
 binary=${1:?usage: idle_cpu.sh path/to/verrabel}
@@ -30,18 +31,17 @@ xdotool mousemove 100 900
 app=$!
 sleep 2 # start-up is not idling
 
-ticks() { awk '{print $14 + $15}' "/proc/$app/stat"; }
-hz=$(getconf CLK_TCK)
-start_ticks=$(ticks)
+cpu_ns() { cat /proc/"$app"/task/*/schedstat | awk '{sum += $1} END {print sum}'; }
+start_ns=$(cpu_ns)
 start_time=$(date +%s.%N)
 sleep "$seconds"
-end_ticks=$(ticks)
+end_ns=$(cpu_ns)
 end_time=$(date +%s.%N)
 peak_kb=$(awk '/VmHWM/ {print $2}' "/proc/$app/status")
 
-awk -v t0="$start_ticks" -v t1="$end_ticks" -v s0="$start_time" -v s1="$end_time" \
-    -v hz="$hz" -v kb="$peak_kb" 'BEGIN {
-  cpu = (t1 - t0) / hz / (s1 - s0) * 100
+awk -v t0="$start_ns" -v t1="$end_ns" -v s0="$start_time" -v s1="$end_time" \
+    -v kb="$peak_kb" 'BEGIN {
+  cpu = (t1 - t0) / 1e9 / (s1 - s0) * 100
   printf "idle collapsed for %.0f s: CPU %.3f%% of one core (target <= 0.3%%), peak RSS %.1f MB (target <= 50 MB)\n",
          s1 - s0, cpu, kb / 1024
 }'

@@ -5,4 +5,6 @@ set -euo pipefail
 build=${1:-build}
 here=$(cd "$(dirname "$0")" && pwd)
 
+"$build/bench/tick_bench" --benchmark_min_time=0.5
+"$here/hover_latency.sh" "$build"
 "$here/idle_cpu.sh" "$build/verrabel"

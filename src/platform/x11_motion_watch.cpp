@@ -102,6 +102,9 @@ bool X11MotionWatch::connect() {
 }
 
 void X11MotionWatch::startRecording() {
+    // The server hands recorded data over only when it flushes output to some client, which a
+    // motion over windows nobody listens to would not cause: listen on the root window too.
+    selectRootMotion(true);
     m_sequence = xcb_record_enable_context(m_data, m_context).sequence;
     xcb_flush(m_data);
     m_state = State::Recording;
@@ -114,7 +117,17 @@ void X11MotionWatch::stopRecording() {
     m_state = State::Stopping;
 }
 
+void X11MotionWatch::selectRootMotion(bool on) {
+    const std::uint32_t mask = on ? XCB_EVENT_MASK_POINTER_MOTION : XCB_EVENT_MASK_NO_EVENT;
+    xcb_change_window_attributes(m_data, xcb_setup_roots_iterator(xcb_get_setup(m_data)).data->root,
+                                 XCB_CW_EVENT_MASK, &mask);
+}
+
 void X11MotionWatch::readReplies() {
+    // The root window's motion events only served to wake the server's output.
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_data)) {
+        std::free(event);
+    }
     for (;;) {
         void* reply = nullptr;
         xcb_generic_error_t* error = nullptr;
@@ -139,6 +152,9 @@ void X11MotionWatch::readReplies() {
             m_state = State::Off;
             if (m_onMotion) {
                 startRecording();
+            } else {
+                selectRootMotion(false);
+                xcb_flush(m_data);
             }
         }
     }

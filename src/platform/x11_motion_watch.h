@@ -30,6 +30,7 @@ private:
     bool connect();
     void startRecording();
     void stopRecording();
+    void selectRootMotion(bool on);
     void readReplies();
     void breakDown();
 

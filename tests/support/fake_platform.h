@@ -102,10 +102,14 @@ public:
     double interval = 0;
     std::function<void()> onFire;
     bool scheduled = false;
-    QList<QPointF> idlePoints;
+    int idleSteps = 0;
+    QPointF idlePoint;
     int resumes = 0;
     void schedule() override { scheduled = true; }
-    void idleAt(const QPointF& pointer) override { idlePoints.append(pointer); }
+    void idleAt(const QPointF& pointer) override {
+        ++idleSteps;
+        idlePoint = pointer;
+    }
     void resume() override { ++resumes; }
     void fire() const { onFire(); }
 };

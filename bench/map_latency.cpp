@@ -1,0 +1,155 @@
+// From a pointer move to the top centre until the shelf's window is mapped, as the X server
+// sees it: the tool moves the pointer with XTEST itself and waits for the MapNotify, so no
+// process start-up or polling interval blurs the figure. The pointer rests before each trial
+// long enough for the hover timer to nap, so the wake-up path is what is measured.
+// Usage: map_latency [trials]   (DISPLAY must name the server Verrabel runs on)
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+template <typename T>
+using Reply = std::unique_ptr<T, decltype(&std::free)>;
+
+struct Display {
+    xcb_connection_t* connection;
+    xcb_screen_t* screen;
+};
+
+void movePointer(const Display& display, int x, int y) {
+    xcb_test_fake_input(display.connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME,
+                        display.screen->root, static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
+    xcb_flush(display.connection);
+}
+
+bool isShelf(const Display& display, xcb_window_t window) {
+    const Reply<xcb_get_property_reply_t> wmClass(
+        xcb_get_property_reply(display.connection,
+                               xcb_get_property(display.connection, 0, window, XCB_ATOM_WM_CLASS,
+                                                XCB_ATOM_STRING, 0, 64),
+                               nullptr),
+        &std::free);
+    const Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(display.connection, xcb_get_geometry(display.connection, window),
+                               nullptr),
+        &std::free);
+    if (!wmClass || !geometry || geometry->width != 420 || geometry->height != 350) {
+        return false;
+    }
+    const auto* value = static_cast<const char*>(xcb_get_property_value(wmClass.get()));
+    return xcb_get_property_value_length(wmClass.get()) > 0 && std::strcmp(value, "verrabel") == 0;
+}
+
+std::optional<xcb_window_t> findShelf(const Display& display) {
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(display.connection,
+                             xcb_query_tree(display.connection, display.screen->root), nullptr),
+        &std::free);
+    if (!tree) {
+        return std::nullopt;
+    }
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        if (isShelf(display, children[i])) {
+            return children[i];
+        }
+    }
+    return std::nullopt;
+}
+
+/// Waits for the window to be mapped or unmapped; the time of the event, or nothing on timeout.
+std::optional<Clock::time_point> waitFor(const Display& display, uint8_t type,
+                                         std::chrono::milliseconds timeout) {
+    const auto deadline = Clock::now() + timeout;
+    while (Clock::now() < deadline) {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(display.connection)) {
+            const uint8_t received = event->response_type & 0x7f;
+            std::free(event);
+            if (received == type) {
+                return Clock::now();
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const int trials = argc > 1 ? std::atoi(argv[1]) : 50;
+    xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(connection) != 0) {
+        std::fprintf(stderr, "map_latency: cannot open the display\n");
+        return 2;
+    }
+    const Display display{connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data};
+    const int centre = display.screen->width_in_pixels / 2;
+    const int farX = 100;
+    const int farY = display.screen->height_in_pixels - 100;
+
+    // The window exists once the shelf has been shown; show it once to find it.
+    std::optional<xcb_window_t> shelf;
+    for (int attempt = 0; attempt < 50 && !shelf; ++attempt) {
+        movePointer(display, centre, 2);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        shelf = findShelf(display);
+    }
+    if (!shelf) {
+        std::fprintf(stderr, "map_latency: no shelf window appeared\n");
+        return 1;
+    }
+    const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection, *shelf, XCB_CW_EVENT_MASK, &mask);
+    movePointer(display, farX, farY);
+    waitFor(display, XCB_UNMAP_NOTIFY, std::chrono::milliseconds(2000));
+
+    std::vector<double> opens;
+    std::vector<double> closes;
+    for (int trial = 0; trial < trials; ++trial) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(800)); // long enough to nap
+        const auto moved = Clock::now();
+        movePointer(display, centre, 2);
+        const auto mapped = waitFor(display, XCB_MAP_NOTIFY, std::chrono::milliseconds(2000));
+        if (!mapped) {
+            std::fprintf(stderr, "map_latency: trial %d never mapped\n", trial);
+            return 1;
+        }
+        opens.push_back(std::chrono::duration<double, std::milli>(*mapped - moved).count());
+
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const auto left = Clock::now();
+        movePointer(display, farX, farY);
+        const auto unmapped = waitFor(display, XCB_UNMAP_NOTIFY, std::chrono::milliseconds(2000));
+        if (!unmapped) {
+            std::fprintf(stderr, "map_latency: trial %d never unmapped\n", trial);
+            return 1;
+        }
+        closes.push_back(std::chrono::duration<double, std::milli>(*unmapped - left).count());
+    }
+
+    const auto report = [](const char* what, std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        const auto at = [&values](double q) {
+            return values[std::min(values.size() - 1, static_cast<size_t>(q * values.size()))];
+        };
+        std::printf("%s over %zu trials: median %.1f ms, p95 %.1f ms, max %.1f ms\n", what,
+                    values.size(), at(0.5), at(0.95), values.back());
+    };
+    report("pointer to top centre -> shelf mapped", opens);
+    report("pointer away -> shelf unmapped", closes);
+    xcb_disconnect(connection);
+    return 0;
+}

@@ -9,20 +9,11 @@ here=$(cd "$(dirname "$0")" && pwd)
 source "$here/../scripts/xsession.sh"
 
 state=$(mktemp -d)
-cleanup() {
-  set +e
-  [[ -n "${app:-}" ]] && kill "$app" 2>/dev/null && wait "$app" 2>/dev/null
-  xsession_stop
-  rm -rf "$state"
-}
-trap cleanup EXIT
+trap 'xsession_stop; rm -rf "$state"' EXIT
 
 xsession_start 1600x1000
-export HOME="$state" XDG_CONFIG_HOME="$state/config" XDG_RUNTIME_DIR="$state/runtime"
-mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel" && mkdir -m 700 "$XDG_RUNTIME_DIR"
-printf '[General]\ndidWelcome=true\n' >"$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
+xsession_home "$state" welcomed
 
-"$build/verrabel" 2>/dev/null &
-app=$!
+xsession_launch "$build/verrabel"
 sleep 1
 "$build/bench/map_latency" "${BENCH_TRIALS:-50}"

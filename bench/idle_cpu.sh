@@ -12,23 +12,14 @@ here=$(cd "$(dirname "$0")" && pwd)
 source "$here/../scripts/xsession.sh"
 
 state=$(mktemp -d)
-cleanup() {
-  set +e
-  [[ -n "${app:-}" ]] && kill "$app" 2>/dev/null && wait "$app" 2>/dev/null
-  xsession_stop
-  rm -rf "$state"
-}
-trap cleanup EXIT
+trap 'xsession_stop; rm -rf "$state"' EXIT
 
 xsession_start 1600x1000
-export HOME="$state" XDG_CONFIG_HOME="$state/config" XDG_RUNTIME_DIR="$state/runtime"
-mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel" && mkdir -m 700 "$XDG_RUNTIME_DIR"
-# Not a first launch: the shelf stays collapsed.
-printf '[General]\ndidWelcome=true\n' >"$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
+xsession_home "$state" welcomed
 xdotool mousemove 100 900
 
-"$binary" 2>/dev/null &
-app=$!
+xsession_launch "$binary"
+app=$XSESSION_LAST_PID
 sleep 2 # start-up is not idling
 
 cpu_ns() { cat /proc/"$app"/task/*/schedstat | awk '{sum += $1} END {print sum}'; }

@@ -13,28 +13,17 @@ fi
 # shellcheck source=scripts/xsession.sh
 source "$here/xsession.sh"
 state=$(mktemp -d)
-cleanup() {
-  set +e
-  if [[ -n "${app:-}" ]]; then
-    kill "$app" 2>/dev/null
-    wait "$app" 2>/dev/null
-  fi
-  xsession_stop
-  rm -rf "$state"
-}
-trap cleanup EXIT
+trap 'xsession_stop; rm -rf "$state"' EXIT
 trap 'exit 130' INT TERM
 
 xsession_start 1600x1000
-export XDG_RUNTIME_DIR="$state/runtime"
-mkdir -m 700 "$XDG_RUNTIME_DIR"
 # Settings of this session only, so that it is a first launch and the shelf shows itself.
-export XDG_CONFIG_HOME="$state/config"
-"$binary" &
-app=$!
+export XDG_CONFIG_HOME="$state/config" XDG_RUNTIME_DIR="$state/runtime"
+mkdir -p -m 700 "$XDG_RUNTIME_DIR"
+xsession_launch "$binary"
 sleep 1
 shot="$PWD/verrabel-shelf.png"
 import -window root "$shot"
 echo "Verrabel is running on $DISPLAY; screenshot: $shot"
 echo "Press Ctrl-C to stop."
-wait "$app"
+wait "$XSESSION_LAST_PID"

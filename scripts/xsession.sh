@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # A private X session for running Verrabel headless: Xvfb, a D-Bus session bus and openbox.
 # Source this file, then:  xsession_start [WIDTHxHEIGHT]  ...  xsession_stop
-# xsession_start exports DISPLAY and DBUS_SESSION_BUS_ADDRESS; every process it starts is
-# stopped by its PID in xsession_stop.
+# xsession_start exports DISPLAY and DBUS_SESSION_BUS_ADDRESS; every process it or
+# xsession_launch starts is stopped by its PID in xsession_stop, the latest first.
 
 XSESSION_PIDS=()
 
@@ -51,6 +51,26 @@ xsession_start() {
     ((tries > 50)) && break
     sleep 0.1
   done
+}
+
+# A throw-away home for one run of Verrabel: HOME with an empty Desktop, XDG config and
+# runtime folders, all below DIR. With "welcomed", it is not the first launch any more.
+xsession_home() {
+  local dir=${1:?xsession_home DIR [welcomed]}
+  export HOME="$dir" XDG_CONFIG_HOME="$dir/config" XDG_RUNTIME_DIR="$dir/runtime"
+  mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel"
+  mkdir -p -m 700 "$XDG_RUNTIME_DIR"
+  if [[ "${2:-}" == welcomed ]]; then
+    printf '[General]\ndidWelcome=true\n' >"$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
+  fi
+}
+
+# Starts a program in the session, to be stopped with it; its PID is in XSESSION_LAST_PID.
+# Its output goes to $XSESSION_LOG when set, else nowhere.
+xsession_launch() {
+  "$@" >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
+  XSESSION_LAST_PID=$!
+  XSESSION_PIDS+=("$XSESSION_LAST_PID")
 }
 
 xsession_stop() {

@@ -6,5 +6,6 @@ build=${1:-build}
 here=$(cd "$(dirname "$0")" && pwd)
 
 "$build/bench/tick_bench" --benchmark_min_time=0.5
+"$build/bench/listing_bench"
 "$here/hover_latency.sh" "$build"
 "$here/idle_cpu.sh" "$build/verrabel"

@@ -4,7 +4,6 @@
 #include "shelf/shelf_controller.h"
 #include "support/fake_platform.h"
 
-#include <QApplication>
 #include <QCoreApplication>
 
 #include <benchmark/benchmark.h>
@@ -39,14 +38,3 @@ BENCHMARK(expandedOverTheShelf);
 
 } // namespace
 } // namespace verrabel
-
-int main(int argc, char* argv[]) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
-    const QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

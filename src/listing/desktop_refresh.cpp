@@ -9,6 +9,8 @@
 
 #include <QPointer>
 
+#include <memory>
+
 namespace verrabel {
 
 void ShelfController::refresh() {
@@ -19,7 +21,13 @@ void ShelfController::refresh() {
     lastRefresh = m_platform.clock.now();
     scanQueue->submit([this, folder = desktop] {
         // Only `desktop` is read here; the result goes back to the main thread.
-        postToMain(this, [this, result = scanDesktop(folder)] { completeRefresh(result); });
+        auto result = std::make_shared<const ScanResult>(scanDesktop(folder));
+        postToMain(this, [this, result]() mutable {
+            completeRefresh(*result);
+            // Freeing a listing of thousands of names takes longer than comparing it: leave
+            // that to the scan queue too.
+            scanQueue->submit([discarded = std::move(result)] {});
+        });
     });
 }
 

@@ -106,7 +106,10 @@ ScanResult scanDesktop(const QString& folder) {
     }
 
     orderByName(entries);
-    return entries;
+    // Built here rather than where it is compared: the main thread's part of a rescan that
+    // changed nothing should be the comparison alone.
+    QString signature = listingSignature(entries);
+    return DesktopListing{std::move(entries), std::move(signature)};
 }
 
 void orderByName(std::vector<DesktopEntry>& entries) {

@@ -27,9 +27,15 @@ struct ScanFailure {
     QString description;
 };
 
-/// Success: the entries in the order a file browser shows them. Failure: why the folder could
-/// not be listed.
-using ScanResult = std::variant<std::vector<DesktopEntry>, ScanFailure>;
+/// The folder's entries in the order a file browser shows them.
+struct DesktopListing {
+    std::vector<DesktopEntry> entries;
+    /// The entries' signature lines, joined by line feeds: equal exactly when nothing changed.
+    QString signature;
+};
+
+/// A listing, or why the folder could not be listed.
+using ScanResult = std::variant<DesktopListing, ScanFailure>;
 
 /// Lists the folder's direct children, skipping hidden ones (dot names and those listed in the
 /// folder's `.hidden` file), ordered by name. Reads every item's metadata once and opens none.

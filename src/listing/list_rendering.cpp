@@ -1,15 +1,84 @@
 // Turning a scan result into the list of rows and the item count.
 
 #include "desktop_scan.h"
+#include "file_list_view.h"
+#include "file_row.h"
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
+#include <QScrollArea>
+#include <QScrollBar>
+
+#include <algorithm>
+
 namespace verrabel {
 
+namespace {
+
+constexpr int kListWidth = 374;
+constexpr int kRowPitch = 54;
+constexpr int kMinimumListHeight = 236;
+
+/// A new, empty document for the scroll view.
+FileListView* newListView(int height) {
+    auto* view = new FileListView;
+    view->resize(kListWidth, height);
+    return view;
+}
+
+} // namespace
+
 void ShelfController::render(const ScanResult& result) {
-    if (const auto* entries = std::get_if<std::vector<DesktopEntry>>(&result)) {
-        count->setText(QString::number(entries->size()) + QStringLiteral(" 个项目 · 与桌面同步"));
+    const auto* listing = std::get_if<DesktopListing>(&result);
+    if (listing == nullptr) {
+        count->setText(QStringLiteral("需要授权"));
+        rowsSignature.clear();
+        FileListView* view = newListView(kMinimumListHeight);
+        addEmpty(QStringLiteral("无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
+                                "允许 Verrabel 访问桌面，然后重新打开应用。"),
+                 view);
+        showListView(view);
+        return;
     }
+
+    const std::vector<DesktopEntry>& entries = listing->entries;
+    const int rows = static_cast<int>(entries.size());
+    count->setText(QString::number(rows) + QStringLiteral(" 个项目 · 与桌面同步"));
+    if (listing->signature == rowsSignature && scroll->widget() != nullptr) {
+        return; // nothing changed: the rows, and a hovered one's highlight, stay as they are
+    }
+    rowsSignature = listing->signature;
+
+    const int offset = scroll->verticalScrollBar()->value();
+    FileListView* view = newListView(std::max(rows * kRowPitch, kMinimumListHeight));
+    for (int i = 0; i < rows; ++i) {
+        auto* row =
+            new FileRow(entries[static_cast<std::size_t>(i)], this, kListWidth, m_platform, view);
+        row->move(0, i * kRowPitch);
+    }
+    if (rows == 0) {
+        addEmpty(QStringLiteral("桌面还是空的\n把文件拖到这里，就能存到桌面"), view);
+    }
+    showListView(view);
+
+    const int largest = std::max(view->height() - scroll->maximumViewportSize().height(), 0);
+    scroll->verticalScrollBar()->setValue(std::min(largest, offset));
+}
+
+void ShelfController::addEmpty(const QString& text, QWidget* view) {
+    auto* label = new Label(text, view);
+    label->setGeometry(10, 75, 354, 100);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    label->setTone(Tone::Secondary);
+    label->setPixelFont(13);
+}
+
+void ShelfController::showListView(QWidget* view) {
+    // The previous document and its rows go with it; rows are never reused.
+    scroll->setWidget(view);
+    // QScrollArea paints its document's background; the list lies on the frosted panel.
+    view->setAutoFillBackground(false);
 }
 
 } // namespace verrabel

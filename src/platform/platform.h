@@ -6,6 +6,8 @@ class Alerts;
 class Clock;
 class Compositor;
 class DirectoryWatchers;
+class FileDrags;
+class FileIcons;
 class Folders;
 class Pointer;
 class ProcessActivity;
@@ -28,6 +30,8 @@ struct Platform {
     QueueFactory& queues;
     TimerFactory& timers;
     DirectoryWatchers& watchers;
+    FileIcons& icons;
+    FileDrags& drags;
     ProcessActivity& activity;
     Settings& settings;
     StatusBar& statusBar;

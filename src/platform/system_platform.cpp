@@ -6,7 +6,9 @@
 #include "message_box_alerts.h"
 #include "process_activity.h"
 #include "qt_display.h"
+#include "qt_file_drags.h"
 #include "settings.h"
+#include "theme_file_icons.h"
 #include "thread_queue.h"
 #include "timerfd_timer.h"
 #include "tray_status_bar.h"
@@ -85,11 +87,13 @@ struct SystemPlatform::Parts {
     X11MotionWatch motion;
     TimerFdTimerFactory timers{&motion};
     InotifyWatchers watchers;
+    ThemeFileIcons icons;
+    QtFileDrags drags;
     TimerSlackActivity activity;
     QSettingsStore settings;
     TrayStatusBar statusBar;
-    Platform services{folders, screens, pointer,  compositor, clock,    workspace, alerts,
-                      queues,  timers,  watchers, activity,   settings, statusBar};
+    Platform services{folders, screens,  pointer, compositor, clock,    workspace, alerts,   queues,
+                      timers,  watchers, icons,   drags,      activity, settings,  statusBar};
 };
 
 SystemPlatform::SystemPlatform()

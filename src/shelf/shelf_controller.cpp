@@ -15,6 +15,7 @@
 
 #include <QPointer>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QUrl>
 
 namespace verrabel {
@@ -92,6 +93,13 @@ void ShelfController::buildViewTree() {
     scroll->setAutoFillBackground(false);
     scroll->viewport()->setAutoFillBackground(false);
     scroll->setFocusPolicy(Qt::NoFocus);
+    // A slim scroller over the rows rather than the style's arrows and trough.
+    scroll->verticalScrollBar()->setStyleSheet(QStringLiteral(
+        "QScrollBar:vertical { background: transparent; width: 10px; margin: 2px 1px; }"
+        "QScrollBar::handle:vertical { background: rgba(128, 128, 128, 110); border-radius: 3px;"
+        " min-height: 24px; margin: 0 2px; }"
+        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
+        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: none; }"));
 
     message->setGeometry(frameInParent(22, 18, 278, 18, kContentHeight));
     message->setPixelFont(11);

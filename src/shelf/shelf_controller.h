@@ -58,6 +58,8 @@ private:
     void startWatcher();
     void completeRefresh(const ScanResult& result);
     void render(const ScanResult& result);
+    void addEmpty(const QString& text, QWidget* view);
+    void showListView(QWidget* view);
 
     const Platform& m_platform;
 

@@ -88,11 +88,12 @@ protected:
                             AT_SYMLINK_NOFOLLOW),
                   0);
     }
-    std::vector<DesktopEntry> scan() const {
+    DesktopListing listing() const {
         ScanResult result = scanDesktop(m_dir.path());
-        EXPECT_TRUE(std::holds_alternative<std::vector<DesktopEntry>>(result));
-        return std::get<std::vector<DesktopEntry>>(std::move(result));
+        EXPECT_TRUE(std::holds_alternative<DesktopListing>(result));
+        return std::get<DesktopListing>(std::move(result));
     }
+    std::vector<DesktopEntry> scan() const { return listing().entries; }
 
     QTemporaryDir m_dir;
 };
@@ -107,7 +108,8 @@ TEST_F(DesktopFolder, ListsVisibleChildrenWithTheirSignatures) {
     write(QStringLiteral("desktop.ini"));
     write(QStringLiteral(".hidden"), "desktop.ini\nnot-there\n");
 
-    const auto entries = scan();
+    const DesktopListing scanned = listing();
+    const auto& entries = scanned.entries;
     ASSERT_EQ(namesOf(entries), (QStringList{"Project", "report.pdf"}));
     EXPECT_EQ(entries[0].signatureLine, path(QStringLiteral("Project")) + "|1731772800.0|0");
     EXPECT_TRUE(entries[0].isDirectory);
@@ -115,17 +117,16 @@ TEST_F(DesktopFolder, ListsVisibleChildrenWithTheirSignatures) {
               path(QStringLiteral("report.pdf")) + "|1731772800.25|48213");
     EXPECT_EQ(entries[1].size, 48213);
     EXPECT_EQ(entries[1].url, QUrl::fromLocalFile(path(QStringLiteral("report.pdf"))));
-    EXPECT_EQ(listingSignature(entries),
-              entries[0].signatureLine + '\n' + entries[1].signatureLine);
+    EXPECT_EQ(scanned.signature, entries[0].signatureLine + '\n' + entries[1].signatureLine);
 }
 
 TEST_F(DesktopFolder, SignatureFollowsTouchAppendAndRename) {
     write(QStringLiteral("a.txt"), "one");
     setModified(QStringLiteral("a.txt"), 1700000000, 0);
-    const QString before = listingSignature(scan());
+    const QString before = listing().signature;
 
     setModified(QStringLiteral("a.txt"), 1700000001, 0);
-    const QString touched = listingSignature(scan());
+    const QString touched = listing().signature;
     EXPECT_NE(touched, before);
 
     {
@@ -134,17 +135,17 @@ TEST_F(DesktopFolder, SignatureFollowsTouchAppendAndRename) {
         file.write("two");
     }
     setModified(QStringLiteral("a.txt"), 1700000001, 0);
-    const QString appended = listingSignature(scan());
+    const QString appended = listing().signature;
     EXPECT_NE(appended, touched);
 
     ASSERT_TRUE(QFile::rename(path(QStringLiteral("a.txt")), path(QStringLiteral("b.txt"))));
-    EXPECT_EQ(listingSignature(scan()), QString(appended).replace("a.txt", "b.txt"));
+    EXPECT_EQ(listing().signature, QString(appended).replace("a.txt", "b.txt"));
 }
 
 TEST_F(DesktopFolder, EmptyFolderIsASuccessWithNothing) {
-    const auto entries = scan();
-    EXPECT_TRUE(entries.empty());
-    EXPECT_EQ(listingSignature(entries), QString());
+    const DesktopListing scanned = listing();
+    EXPECT_TRUE(scanned.entries.empty());
+    EXPECT_EQ(scanned.signature, QString());
 }
 
 TEST_F(DesktopFolder, AFolderThatCannotBeListedIsAFailure) {
@@ -178,6 +179,8 @@ TEST_F(DesktopFolder, OddItemsAreListedWithoutBeingOpened) {
 
     const auto entries = scan();
     close(sock);
+    // QDir cannot name a file that is not UTF-8, so the temporary folder would stay behind.
+    unlink(invalidUtf8.constData());
     EXPECT_EQ(entries.size(), 7U);
     const auto special = std::count_if(entries.begin(), entries.end(),
                                        [](const DesktopEntry& entry) { return entry.isSpecial; });

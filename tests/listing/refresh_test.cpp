@@ -24,10 +24,7 @@ protected:
     }
     ManualQueue& scans() const { return platform.queues.queue(QStringLiteral("Verrabel.scan")); }
     /// Runs the queued scans and delivers their results to the main thread.
-    void settle() const {
-        scans().runAll();
-        QCoreApplication::processEvents();
-    }
+    void settle() { platform.finishScans(); }
     void write(const QString& name) const {
         QFile file(m_desktop.filePath(name));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));

@@ -27,10 +27,7 @@ protected:
     }
 
     ManualQueue& scans() const { return platform.queues.queue(QStringLiteral("Verrabel.scan")); }
-    void settle() const {
-        scans().runAll();
-        QCoreApplication::processEvents();
-    }
+    void settle() { platform.finishScans(); }
     /// One timer step, `seconds` after the previous one, with the pointer at `pointer`.
     void step(QPointF pointer, double seconds = kTick) {
         platform.pointer.point = pointer;

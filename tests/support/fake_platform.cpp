@@ -1,5 +1,7 @@
 #include "fake_platform.h"
 
+#include <QCoreApplication>
+
 namespace verrabel::testing {
 
 void FakeScreens::change(QList<ScreenInfo> screens) {
@@ -82,6 +84,13 @@ std::unique_ptr<ActivityToken> FakeActivity::begin(std::uint64_t activityOptions
 
 FakePlatform::FakePlatform() {
     screens.list = {notchedScreen()};
+}
+
+void FakePlatform::finishScans() {
+    ManualQueue& scans = queues.queue(QStringLiteral("Verrabel.scan"));
+    scans.runAll();
+    QCoreApplication::processEvents();
+    scans.runAll();
 }
 
 ScreenInfo notchedScreen() {

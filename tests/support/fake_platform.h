@@ -4,6 +4,8 @@
 #include "platform/clock.h"
 #include "platform/directory_watcher.h"
 #include "platform/display.h"
+#include "platform/file_drags.h"
+#include "platform/file_icons.h"
 #include "platform/folders.h"
 #include "platform/platform.h"
 #include "platform/process_activity.h"
@@ -130,6 +132,28 @@ public:
                                                           std::function<void()> change) override;
 };
 
+class FakeIcons final : public FileIcons {
+public:
+    int lookups = 0;
+    [[nodiscard]] QIcon iconFor(const QString& /*name*/, FileKind /*kind*/) override {
+        ++lookups;
+        return {};
+    }
+};
+
+/// Records drags; `during` runs while a drag is under way, as the user would move about.
+class FakeDrags final : public FileDrags {
+public:
+    QList<QUrl> dragged;
+    std::function<void()> during;
+    void dragOut(QWidget* /*source*/, const QUrl& file, const QIcon& /*icon*/) override {
+        dragged.append(file);
+        if (during) {
+            during();
+        }
+    }
+};
+
 class FakeActivity final : public ProcessActivity {
 public:
     std::uint64_t options = 0;
@@ -170,6 +194,10 @@ public:
 struct FakePlatform {
     FakePlatform();
 
+    /// Runs the Desktop scans that are queued, delivers their results to the main thread, and
+    /// lets the scan queue free them again, as the real queue would in the background.
+    void finishScans();
+
     FakeFolders folders;
     FakeScreens screens;
     FakePointer pointer;
@@ -180,11 +208,13 @@ struct FakePlatform {
     FakeQueues queues;
     FakeTimers timers;
     FakeWatchers watchers;
+    FakeIcons icons;
+    FakeDrags drags;
     FakeActivity activity;
     FakeSettings settings;
     FakeStatusBar statusBar;
-    Platform services{folders, screens, pointer,  compositor, clock,    workspace, alerts,
-                      queues,  timers,  watchers, activity,   settings, statusBar};
+    Platform services{folders, screens,  pointer, compositor, clock,    workspace, alerts,   queues,
+                      timers,  watchers, icons,   drags,      activity, settings,  statusBar};
 };
 
 /// The design's notched screen: frame (0, 0, 1600, 1000), housing 40 high from x 700 to 900.

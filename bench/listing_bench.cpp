@@ -1,0 +1,130 @@
+// The Desktop listing's costs: a scan of 10,000 items beside `ls -l` of the same folder, the
+// main thread's share of a rescan that changed nothing, and a rebuild of 1,000 rows with
+// their icons from the real icon theme.
+
+#include "listing/desktop_scan.h"
+#include "platform/theme_file_icons.h"
+#include "shelf/shelf_controller.h"
+#include "support/fake_platform.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <sys/wait.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+
+namespace verrabel {
+namespace {
+
+const char* const kExtensions[] = {".pdf", ".txt", ".png", ".docx", ".tar.gz", ".mp3", ""};
+
+/// A folder of `count` files with assorted names and extensions.
+QString makeFolder(QTemporaryDir& dir, int count) {
+    for (int i = 0; i < count; ++i) {
+        const QString name =
+            QStringLiteral("文件 %1%2").arg(i).arg(QString::fromLatin1(kExtensions[i % 7]));
+        QFile file(dir.filePath(name));
+        file.open(QIODevice::WriteOnly);
+        file.write(QByteArray(i % 100, 'x'));
+    }
+    return dir.path();
+}
+
+void scan10000(benchmark::State& state) {
+    QTemporaryDir dir;
+    const QString folder = makeFolder(dir, 10'000);
+    benchmark::DoNotOptimize(scanDesktop(folder)); // warm the cache
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(scanDesktop(folder));
+    }
+}
+BENCHMARK(scan10000)->Unit(benchmark::kMillisecond);
+
+void lsLong10000(benchmark::State& state) {
+    QTemporaryDir dir;
+    const QByteArray folder = QFile::encodeName(makeFolder(dir, 10'000));
+    char ls[] = "ls";
+    char longFormat[] = "-l";
+    char* argv[] = {ls, longFormat, const_cast<char*>(folder.constData()), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    for (auto _ : state) {
+        pid_t child = 0;
+        posix_spawnp(&child, "ls", &actions, nullptr, argv, environ);
+        int status = 0;
+        waitpid(child, &status, 0);
+    }
+    posix_spawn_file_actions_destroy(&actions);
+}
+BENCHMARK(lsLong10000)->Unit(benchmark::kMillisecond);
+
+/// A controller over a real folder, with the real icon theme and scans run by hand.
+class Listing {
+public:
+    explicit Listing(int items)
+        : m_folder(makeFolder(m_dir, items)) {
+        m_fakes.folders.desktopPath = m_folder;
+        m_shelf = std::make_unique<ShelfController>(m_services);
+    }
+    /// Runs the scan off the clock; what is left is the main thread's part.
+    void scanInBackground() {
+        m_shelf->refresh();
+        m_fakes.queues.queue(QStringLiteral("Verrabel.scan")).runAll();
+    }
+    void touchAFile() const {
+        QFile file(m_folder + QStringLiteral("/文件 0.pdf"));
+        file.open(QIODevice::Append);
+        file.write("x");
+    }
+
+private:
+    QTemporaryDir m_dir;
+    QString m_folder;
+    testing::FakePlatform m_fakes;
+    ThemeFileIcons m_icons;
+    Platform m_services{m_fakes.folders,  m_fakes.screens,   m_fakes.pointer,  m_fakes.compositor,
+                        m_fakes.clock,    m_fakes.workspace, m_fakes.alerts,   m_fakes.queues,
+                        m_fakes.timers,   m_fakes.watchers,  m_icons,          m_fakes.drags,
+                        m_fakes.activity, m_fakes.settings,  m_fakes.statusBar};
+    std::unique_ptr<ShelfController> m_shelf;
+};
+
+/// Times only the main thread's part of each rescan; the scan itself runs off the clock.
+template <typename Prepare>
+void mainThreadPart(benchmark::State& state, Listing& listing, Prepare prepare) {
+    for (auto _ : state) {
+        prepare();
+        listing.scanInBackground();
+        QElapsedTimer timer;
+        timer.start();
+        QCoreApplication::processEvents();
+        state.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+    }
+}
+
+void unchangedRescan1000MainThread(benchmark::State& state) {
+    Listing listing(1000);
+    listing.scanInBackground();
+    QCoreApplication::processEvents(); // the first render builds the rows
+    mainThreadPart(state, listing, [] {});
+}
+BENCHMARK(unchangedRescan1000MainThread)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+void rebuild1000Rows(benchmark::State& state) {
+    Listing listing(1000);
+    listing.scanInBackground();
+    QCoreApplication::processEvents();
+    mainThreadPart(state, listing, [&listing] { listing.touchAFile(); });
+}
+BENCHMARK(rebuild1000Rows)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace verrabel

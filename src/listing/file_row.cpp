@@ -1,0 +1,163 @@
+#include "file_row.h"
+
+#include "desktop_scan.h"
+#include "platform/file_drags.h"
+#include "platform/file_icons.h"
+#include "platform/platform.h"
+#include "platform/workspace.h"
+#include "shelf/colors.h"
+#include "shelf/frames.h"
+#include "shelf/shelf_controller.h"
+
+#include <QContextMenuEvent>
+#include <QLocale>
+#include <QMenu>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <cmath>
+
+namespace verrabel {
+
+namespace {
+
+constexpr double kDragThreshold = 4.0;
+constexpr double kHighlightInset = 2;
+constexpr double kHighlightRadius = 10;
+constexpr double kHighlightAlpha = 0.065;
+constexpr int kLabelInset = 2; // as in the shelf's other labels
+
+QString detailFor(const DesktopEntry& entry) {
+    if (entry.isDirectory) {
+        return QStringLiteral("文件夹");
+    }
+    // Decimal units, as file browsers count.
+    return QLocale().formattedDataSize(entry.size, 1, QLocale::DataSizeSIFormat);
+}
+
+FileKind kindOf(const DesktopEntry& entry) {
+    if (entry.isDirectory) {
+        return FileKind::Directory;
+    }
+    return entry.isSpecial ? FileKind::Special : FileKind::File;
+}
+
+QFont pixelFont(QFont font, int pixelSize, QFont::Weight weight) {
+    font.setPixelSize(pixelSize);
+    font.setWeight(weight);
+    return font;
+}
+
+} // namespace
+
+FileRow::FileRow(const DesktopEntry& entry, ShelfController* owner, int width,
+                 const Platform& platform, QWidget* parent)
+    : QWidget(parent)
+    , url(entry.url)
+    , owner(owner)
+    , m_workspace(platform.workspace)
+    , m_drags(platform.drags)
+    , m_name(entry.name)
+    , m_detail(detailFor(entry))
+    , m_icon(platform.icons.iconFor(entry.name, kindOf(entry))) {
+    resize(width, kHeight);
+    setToolTip(url.toLocalFile());
+    setAccessibleName(m_name);
+    setAccessibleDescription(m_detail);
+}
+
+QRect FileRow::iconFrame() {
+    return frameInParent(10, 10, 32, 32, kHeight);
+}
+
+QRect FileRow::nameFrame() const {
+    return frameInParent(54, 23, width() - 68, 19, kHeight);
+}
+
+QRect FileRow::detailFrame() const {
+    return frameInParent(54, 6, width() - 68, 16, kHeight);
+}
+
+void FileRow::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    if (m_hovered) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath highlight;
+        highlight.addRoundedRect(QRectF(rect()).adjusted(kHighlightInset, kHighlightInset,
+                                                         -kHighlightInset, -kHighlightInset),
+                                 kHighlightRadius, kHighlightRadius);
+        painter.fillPath(highlight, colors::withAlpha(colors::label(palette()), kHighlightAlpha));
+    }
+    m_icon.paint(&painter, iconFrame());
+
+    const QRect nameArea = nameFrame().adjusted(kLabelInset, 0, -kLabelInset, 0);
+    painter.setFont(pixelFont(font(), 13, QFont::Medium));
+    painter.setPen(colors::label(palette()));
+    // Long names keep their beginning and their end: the extension stays readable.
+    painter.drawText(nameArea, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     painter.fontMetrics().elidedText(m_name, Qt::ElideMiddle, nameArea.width()));
+
+    painter.setFont(pixelFont(font(), 11, QFont::Normal));
+    painter.setPen(colors::secondaryLabel(palette()));
+    painter.drawText(detailFrame().adjusted(kLabelInset, 0, -kLabelInset, 0),
+                     Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, m_detail);
+}
+
+void FileRow::enterEvent(QEnterEvent* /*event*/) {
+    m_hovered = true;
+    update();
+}
+
+void FileRow::leaveEvent(QEvent* /*event*/) {
+    m_hovered = false;
+    update();
+}
+
+void FileRow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        m_down = event->scenePosition();
+    }
+}
+
+void FileRow::mouseDoubleClickEvent(QMouseEvent* event) {
+    // Exactly the second click opens; Qt reports a third as a plain press again.
+    if (event->button() == Qt::LeftButton) {
+        m_workspace.openUrl(url);
+    }
+}
+
+void FileRow::mouseMoveEvent(QMouseEvent* event) {
+    if (!m_down) {
+        return;
+    }
+    const QPointF moved = event->scenePosition() - *m_down;
+    if (std::hypot(moved.x(), moved.y()) <= kDragThreshold) {
+        return;
+    }
+    m_down.reset(); // one press starts at most one drag
+    dragOut();
+}
+
+void FileRow::dragOut() {
+    // The row may be gone when the drag ends; the flag belongs to the controller.
+    const QPointer<ShelfController> controller = owner;
+    if (controller) {
+        controller->exporting = true;
+    }
+    m_drags.dragOut(this, url, m_icon);
+    if (controller) {
+        controller->exporting = false;
+    }
+}
+
+void FileRow::contextMenuEvent(QContextMenuEvent* event) {
+    // Not a child of the row: a rebuilt list must not take an open menu away.
+    auto* menu = new QMenu;
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    Workspace& workspace = m_workspace;
+    menu->addAction(QStringLiteral("在 Finder 中显示"), menu,
+                    [&workspace, item = url] { workspace.revealItem(item); });
+    menu->popup(event->globalPos());
+}
+
+} // namespace verrabel

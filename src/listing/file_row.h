@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QIcon>
+#include <QPointer>
+#include <QUrl>
+#include <QWidget>
+
+#include <optional>
+
+namespace verrabel {
+
+class FileDrags;
+class ShelfController;
+class Workspace;
+struct DesktopEntry;
+struct Platform;
+
+/// One Desktop item in the list: its icon, name and size (or "文件夹"), and the item's handle.
+/// Hovering highlights it, a double-click opens the item, dragging hands a copy to another
+/// application, and the context menu shows it in the file manager. The row takes every click
+/// itself; it paints its icon and labels rather than holding child views.
+class FileRow final : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int kHeight = 52;
+
+    FileRow(const DesktopEntry& entry, ShelfController* owner, int width, const Platform& platform,
+            QWidget* parent = nullptr);
+
+    /// The Desktop item the row shows.
+    const QUrl url;
+    /// The controller whose `exporting` flag a drag sets; never kept alive by the row.
+    QPointer<ShelfController> owner;
+
+    [[nodiscard]] QString name() const { return m_name; }
+    [[nodiscard]] QString detail() const { return m_detail; }
+    [[nodiscard]] bool isHovered() const { return m_hovered; }
+
+    // Where the row draws its parts, in its own top-left coordinates.
+    [[nodiscard]] static QRect iconFrame();
+    [[nodiscard]] QRect nameFrame() const;
+    [[nodiscard]] QRect detailFrame() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+private:
+    void dragOut();
+
+    Workspace& m_workspace;
+    FileDrags& m_drags;
+    QString m_name;
+    QString m_detail;
+    QIcon m_icon;
+    /// Where the press that a drag would start from happened, in window coordinates.
+    std::optional<QPointF> m_down;
+    bool m_hovered = false;
+};
+
+} // namespace verrabel

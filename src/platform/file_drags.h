@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QIcon>
+#include <QUrl>
+
+class QWidget;
+
+namespace verrabel {
+
+/// Hands a file to other applications by drag and drop.
+class FileDrags {
+public:
+    virtual ~FileDrags() = default;
+    /// Drags the file as a copy (its URL as text/uri-list) with the icon, 32 points, centred on
+    /// the pointer. Returns when the drag has ended, dropped or cancelled; `source` may be gone
+    /// by then.
+    virtual void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) = 0;
+};
+
+} // namespace verrabel

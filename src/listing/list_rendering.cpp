@@ -16,7 +16,6 @@ namespace verrabel {
 namespace {
 
 constexpr int kListWidth = 374;
-constexpr int kRowPitch = 54;
 constexpr int kMinimumListHeight = 236;
 
 /// A new, empty document for the scroll view.
@@ -50,19 +49,21 @@ void ShelfController::render(const ScanResult& result) {
     rowsSignature = listing->signature;
 
     const int offset = scroll->verticalScrollBar()->value();
-    FileListView* view = newListView(std::max(rows * kRowPitch, kMinimumListHeight));
-    for (int i = 0; i < rows; ++i) {
-        auto* row =
-            new FileRow(entries[static_cast<std::size_t>(i)], this, kListWidth, m_platform, view);
-        row->move(0, i * kRowPitch);
+    FileListView* view = newListView(std::max(rows * FileListView::kRowPitch, kMinimumListHeight));
+    for (const DesktopEntry& entry : entries) {
+        view->addRow(new FileRow(entry, this, kListWidth, m_platform));
     }
     if (rows == 0) {
         addEmpty(QStringLiteral("桌面还是空的\n把文件拖到这里，就能存到桌面"), view);
     }
     showListView(view);
 
-    const int largest = std::max(view->height() - scroll->maximumViewportSize().height(), 0);
+    const int visibleHeight = scroll->maximumViewportSize().height();
+    const int largest = std::max(view->height() - visibleHeight, 0);
     scroll->verticalScrollBar()->setValue(std::min(largest, offset));
+    view->showRowsAround(scroll->verticalScrollBar()->value(), visibleHeight);
+    connect(scroll->verticalScrollBar(), &QScrollBar::valueChanged, view,
+            [view, visibleHeight](int top) { view->showRowsAround(top, visibleHeight); });
 }
 
 void ShelfController::addEmpty(const QString& text, QWidget* view) {

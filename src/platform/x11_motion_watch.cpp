@@ -1,6 +1,5 @@
 #include "x11_motion_watch.h"
 
-#include <QGuiApplication>
 #include <QSocketNotifier>
 
 #include <xcb/record.h>
@@ -22,18 +21,19 @@ constexpr std::uint8_t kEndOfData = 5;
 X11MotionWatch::X11MotionWatch() = default;
 
 X11MotionWatch::~X11MotionWatch() {
-    m_notifier.reset();
-    if (m_data == nullptr) {
-        return;
-    }
-    if (m_context != 0 && m_control != nullptr) {
-        if (m_state == State::Recording) {
-            xcb_record_disable_context(m_control, m_context);
+    m_controlNotifier.reset();
+    m_dataNotifier.reset();
+    if (m_control != nullptr) {
+        if (m_context != 0) {
+            // Freeing a context that records also ends the recording.
+            xcb_record_free_context(m_control, m_context);
+            xcb_flush(m_control);
         }
-        xcb_record_free_context(m_control, m_context);
-        xcb_flush(m_control);
+        xcb_disconnect(m_control);
     }
-    xcb_disconnect(m_data);
+    if (m_data != nullptr) {
+        xcb_disconnect(m_data);
+    }
 }
 
 bool X11MotionWatch::awaitMotion(std::function<void()> onMotion) {
@@ -62,22 +62,18 @@ bool X11MotionWatch::connect() {
     if (m_data != nullptr) {
         return true;
     }
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr) {
-        m_broken = true;
-        return false;
-    }
-    m_control = x11->connection();
-    const xcb_query_extension_reply_t* record = xcb_get_extension_data(m_control, &xcb_record_id);
-    if (record == nullptr || record->present == 0) {
-        m_broken = true;
-        return false;
-    }
+    m_control = xcb_connect(nullptr, nullptr);
     m_data = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(m_data) != 0) {
+    if (xcb_connection_has_error(m_control) != 0 || xcb_connection_has_error(m_data) != 0) {
         breakDown();
         return false;
     }
+    const xcb_query_extension_reply_t* record = xcb_get_extension_data(m_control, &xcb_record_id);
+    if (record == nullptr || record->present == 0) {
+        breakDown();
+        return false;
+    }
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_control)).data->root;
 
     m_context = xcb_generate_id(m_control);
     xcb_record_range_t range{};
@@ -94,9 +90,13 @@ bool X11MotionWatch::connect() {
         return false;
     }
 
-    m_notifier =
+    m_controlNotifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_control),
+                                                          QSocketNotifier::Read);
+    QObject::connect(m_controlNotifier.get(), &QSocketNotifier::activated, m_controlNotifier.get(),
+                     [this] { drainControlEvents(); });
+    m_dataNotifier =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_data), QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
+    QObject::connect(m_dataNotifier.get(), &QSocketNotifier::activated, m_dataNotifier.get(),
                      [this] { readReplies(); });
     return true;
 }
@@ -105,29 +105,35 @@ void X11MotionWatch::startRecording() {
     // The server hands recorded data over only when it flushes output to some client, which a
     // motion over windows nobody listens to would not cause: listen on the root window too.
     selectRootMotion(true);
+    xcb_flush(m_control);
     m_sequence = xcb_record_enable_context(m_data, m_context).sequence;
     xcb_flush(m_data);
     m_state = State::Recording;
 }
 
 void X11MotionWatch::stopRecording() {
-    // Asked on the other connection: the data connection is busy streaming.
     xcb_record_disable_context(m_control, m_context);
+    selectRootMotion(false);
     xcb_flush(m_control);
     m_state = State::Stopping;
 }
 
 void X11MotionWatch::selectRootMotion(bool on) {
     const std::uint32_t mask = on ? XCB_EVENT_MASK_POINTER_MOTION : XCB_EVENT_MASK_NO_EVENT;
-    xcb_change_window_attributes(m_data, xcb_setup_roots_iterator(xcb_get_setup(m_data)).data->root,
-                                 XCB_CW_EVENT_MASK, &mask);
+    xcb_change_window_attributes(m_control, m_root, XCB_CW_EVENT_MASK, &mask);
+}
+
+void X11MotionWatch::drainControlEvents() {
+    // The root window's motion events only serve to wake the server's output.
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_control)) {
+        std::free(event);
+    }
+    if (xcb_connection_has_error(m_control) != 0) {
+        breakDown();
+    }
 }
 
 void X11MotionWatch::readReplies() {
-    // The root window's motion events only served to wake the server's output.
-    while (xcb_generic_event_t* event = xcb_poll_for_event(m_data)) {
-        std::free(event);
-    }
     for (;;) {
         void* reply = nullptr;
         xcb_generic_error_t* error = nullptr;
@@ -152,9 +158,6 @@ void X11MotionWatch::readReplies() {
             m_state = State::Off;
             if (m_onMotion) {
                 startRecording();
-            } else {
-                selectRootMotion(false);
-                xcb_flush(m_data);
             }
         }
     }
@@ -163,7 +166,8 @@ void X11MotionWatch::readReplies() {
 void X11MotionWatch::breakDown() {
     // No more naps; whoever waits must not wait forever.
     m_broken = true;
-    m_notifier.reset();
+    m_controlNotifier.reset();
+    m_dataNotifier.reset();
     m_state = State::Off;
     if (auto onMotion = std::exchange(m_onMotion, nullptr)) {
         onMotion();

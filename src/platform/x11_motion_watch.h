@@ -31,14 +31,20 @@ private:
     void startRecording();
     void stopRecording();
     void selectRootMotion(bool on);
+    void drainControlEvents();
     void readReplies();
     void breakDown();
 
-    xcb_connection_t* m_control = nullptr; // Qt's connection
-    xcb_connection_t* m_data = nullptr;    // RECORD streams its replies on a connection of its own
+    // Two connections of our own, apart from Qt's: RECORD streams its replies on the data
+    // connection, which must carry nothing else; the control connection asks for and stops
+    // recording and listens on the root window.
+    xcb_connection_t* m_control = nullptr;
+    xcb_connection_t* m_data = nullptr;
+    std::uint32_t m_root = 0;
     std::uint32_t m_context = 0;
     unsigned int m_sequence = 0;
-    std::unique_ptr<QSocketNotifier> m_notifier;
+    std::unique_ptr<QSocketNotifier> m_controlNotifier;
+    std::unique_ptr<QSocketNotifier> m_dataNotifier;
     State m_state = State::Off;
     bool m_broken = false;
     std::function<void()> m_onMotion;

@@ -120,6 +120,30 @@ TEST_F(ListRendering, TheScrollOffsetSurvivesRebuildsWithinTheNewRange) {
     EXPECT_EQ(scrollBar()->value(), 120);
 }
 
+TEST_F(ListRendering, OnlyRowsNearTheVisibleBandAreShown) {
+    fill(100);
+    rescan();
+    const auto shownRows = [this] {
+        QList<int> shown;
+        for (FileRow* row : rows()) {
+            if (row->isVisibleTo(list())) {
+                shown.append(row->y() / 54);
+            }
+        }
+        std::sort(shown.begin(), shown.end());
+        return shown;
+    };
+    // The 230-point visible band, and a band's height above and below it.
+    EXPECT_EQ(shownRows().constFirst(), 0);
+    EXPECT_EQ(shownRows().constLast(), 8); // row 8 begins at 432, within 460
+
+    scrollBar()->setValue(2000); // rows 37 to 41 in view
+    const QList<int> shown = shownRows();
+    EXPECT_EQ(shown.constFirst(), 32); // begins at 1728, ends after 1770
+    EXPECT_EQ(shown.constLast(), 45);  // begins at 2430, before 2460
+    EXPECT_EQ(shown.size(), 14);
+}
+
 TEST_F(ListRendering, AFailureAlwaysReplacesTheRows) {
     fill(2);
     rescan();

@@ -1,5 +1,6 @@
 #include "platform/coordinates.h"
 #include "platform/inotify_watchers.h"
+#include "platform/theme_file_icons.h"
 #include "platform/thread_queue.h"
 #include "platform/timerfd_timer.h"
 #include "platform/xdg_folders.h"
@@ -151,6 +152,17 @@ TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
                  "folder moved");
 
     EXPECT_EQ(watchers.watch(parent.filePath(QStringLiteral("missing")), [] {}), nullptr);
+}
+
+TEST(ThemeFileIcons, LooksEachMimeTypeUpOnce) {
+    ThemeFileIcons icons;
+    const QIcon first = icons.iconFor(QStringLiteral("a.txt"), FileKind::File);
+    EXPECT_FALSE(first.isNull());
+    EXPECT_EQ(icons.iconFor(QStringLiteral("notes.TXT"), FileKind::File).cacheKey(),
+              first.cacheKey());
+    EXPECT_NE(icons.iconFor(QStringLiteral("a.txt"), FileKind::Directory).cacheKey(),
+              first.cacheKey());
+    EXPECT_FALSE(icons.iconFor(QStringLiteral("pipe"), FileKind::Special).isNull());
 }
 
 } // namespace

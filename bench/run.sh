@@ -9,3 +9,4 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$build/bench/listing_bench"
 "$here/hover_latency.sh" "$build"
 "$here/idle_cpu.sh" "$build/verrabel"
+"$here/copy_speed.sh" "$build"

@@ -91,15 +91,20 @@ ScanResult scanDesktop(const QString& folder) {
 
     const QSet<QByteArray> hidden = hiddenNames(fd);
     std::vector<DesktopEntry> entries;
-    errno = 0;
-    while (const dirent* item = readdir(directory)) {
+    int readError = 0;
+    for (;;) {
+        errno = 0; // readdir() tells its end from an error only by errno
+        const dirent* item = readdir(directory);
+        if (item == nullptr) {
+            readError = errno;
+            break;
+        }
         const char* name = item->d_name;
         if (name[0] == '.' || hidden.contains(QByteArray(name))) {
             continue; // ".", ".." and dot names are hidden too
         }
         entries.push_back(entryFor(fd, folderPath, name));
     }
-    const int readError = errno;
     closedir(directory);
     if (readError != 0) {
         return ScanFailure{readError, QString::fromLocal8Bit(std::strerror(readError))};

@@ -59,6 +59,10 @@ void ShelfController::render(const ScanResult& result) {
     showListView(view);
 
     const int visibleHeight = scroll->maximumViewportSize().height();
+    // The scroller hides while the rows fit: the list's least height alone scrolls a few points.
+    scroll->setVerticalScrollBarPolicy(rows * FileListView::kRowPitch > visibleHeight
+                                           ? Qt::ScrollBarAsNeeded
+                                           : Qt::ScrollBarAlwaysOff);
     const int largest = std::max(view->height() - visibleHeight, 0);
     scroll->verticalScrollBar()->setValue(std::min(largest, offset));
     view->showRowsAround(scroll->verticalScrollBar()->value(), visibleHeight);

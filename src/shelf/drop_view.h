@@ -5,6 +5,8 @@
 #include <QRegion>
 #include <QWidget>
 
+class QMimeData;
+
 namespace verrabel {
 
 class ShelfController;
@@ -36,7 +38,19 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void changeEvent(QEvent* event) override;
 
+    // Drag and drop, in receiving/drop_handling.cpp.
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
 private:
+    /// Whether the drag can give local file URLs.
+    [[nodiscard]] bool accepts(const QMimeData* data) const;
+    /// Acceptable content, and the source offers a copy.
+    [[nodiscard]] bool acceptable(const QDropEvent* event) const;
+    void clearDropState();
+
     double m_cornerRadius;
     double m_rimWidth = 0;
     QColor m_rimColor;

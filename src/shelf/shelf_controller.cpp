@@ -11,6 +11,7 @@
 #include "platform/repeating_timer.h"
 #include "platform/work_queue.h"
 #include "platform/workspace.h"
+#include "receiving/file_store.h"
 #include "shelf_panel.h"
 
 #include <QPointer>
@@ -63,6 +64,8 @@ ShelfController::ShelfController(const Platform& platform)
         }
     });
     timer->schedule();
+    // Copies that an earlier run left half-made in the Desktop, before the first import.
+    fileQueue->submit([folder = desktop] { FileStore::removeStaleTemporaries(folder); });
 }
 
 // The queues go first (they are declared last): work still running finishes before the views go.

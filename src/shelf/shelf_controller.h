@@ -4,8 +4,11 @@
 #include "platform/clock.h"
 #include "platform/display.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
+#include <QUrl>
 
 #include <cstdint>
 #include <memory>
@@ -49,6 +52,8 @@ public:
     void showShelf();
     /// Starts a rescan of the Desktop folder, unless one is in flight.
     void refresh();
+    /// Copies dropped items into the Desktop in the background and reports how it went.
+    void importFiles(const QList<QUrl>& urls);
 
 private:
     void buildViewTree();
@@ -60,6 +65,7 @@ private:
     void render(const ScanResult& result);
     void addEmpty(const QString& text, QWidget* view);
     void showListView(QWidget* view);
+    void finish(const QStringList& errors, qsizetype total);
 
     const Platform& m_platform;
 

@@ -1,0 +1,92 @@
+// The shelf as a drop target: which drags it takes, the drop hint, and handing the items over.
+
+#include "shelf/controls.h"
+#include "shelf/drop_view.h"
+#include "shelf/shelf_controller.h"
+
+#include <QDragEnterEvent>
+#include <QMimeData>
+
+namespace verrabel {
+
+namespace {
+
+QList<QUrl> localFileUrls(const QMimeData* data) {
+    QList<QUrl> files;
+    for (const QUrl& url : data->urls()) {
+        if (url.isLocalFile()) {
+            files.append(url);
+        }
+    }
+    return files;
+}
+
+} // namespace
+
+bool DropView::accepts(const QMimeData* data) const {
+    // Web links are URLs too, but nothing that can be copied into a folder.
+    return !localFileUrls(data).isEmpty();
+}
+
+bool DropView::acceptable(const QDropEvent* event) const {
+    // Only copy is ever answered; the source's other operations are not looked at.
+    return accepts(event->mimeData()) && event->possibleActions().testFlag(Qt::CopyAction);
+}
+
+void DropView::dragEnterEvent(QDragEnterEvent* event) {
+    if (!acceptable(event)) {
+        event->ignore();
+        return;
+    }
+    if (const QPointer<ShelfController> controller = owner) {
+        controller->receiving = true;
+        controller->expand();
+    }
+    dropHighlighted = true;
+    updateRim();
+    if (const QPointer<ShelfController> controller = owner) {
+        controller->message->setText(QStringLiteral("松手即可存到桌面"));
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DropView::dragMoveEvent(QDragMoveEvent* event) {
+    if (!acceptable(event)) {
+        event->ignore();
+        return;
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DropView::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
+    clearDropState();
+}
+
+void DropView::dropEvent(QDropEvent* event) {
+    const QPointer<ShelfController> controller = owner;
+    const QList<QUrl> files = controller ? localFileUrls(event->mimeData()) : QList<QUrl>();
+    if (files.isEmpty()) {
+        // The hint stays: nothing replaced it.
+        clearDropState();
+        event->ignore();
+        return;
+    }
+    // Handed over first: importFiles() raises `busy` before `receiving` falls, so the shelf's
+    // hold against collapsing never lapses between the two.
+    controller->importFiles(files);
+    clearDropState();
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void DropView::clearDropState() {
+    if (owner) {
+        owner->receiving = false;
+    }
+    dropHighlighted = false;
+    updateRim();
+}
+
+} // namespace verrabel

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace verrabel {
+
+/// A failure that the user is shown: Verrabel's own (domain "Verrabel") or the system's.
+struct FileError {
+    QString domain;
+    int code = 0;
+    QString description;
+
+    bool operator==(const FileError&) const = default;
+};
+
+struct CopyResult {
+    /// Where the item is in the destination folder; empty on failure.
+    QString path;
+    std::optional<FileError> error;
+};
+
+/// The only way anything is written into the Desktop: copy an item into a folder under a
+/// name that overwrites nothing. Stateless; callable from any thread, also for one folder
+/// from several threads at once.
+class FileStore final {
+public:
+    FileStore() = delete;
+
+    static constexpr int kIntoItself = 1;
+    static constexpr int kTooManyNames = 2;
+    static constexpr int kSpecialFile = 3;
+
+    /// Copies `source` into `folder` under its own name or, when that is taken, the first free
+    /// "name (n).ext" for n from 1 to 9999. An item already directly in the folder is not
+    /// copied; its own path comes back. The copy is made under a hidden temporary name and
+    /// published with a rename that fails instead of replacing, so a half-made copy never shows
+    /// under a real name and two writers never take one name. Folders are copied recursively,
+    /// symbolic links as links, with permissions and modification times; holes stay holes.
+    [[nodiscard]] static CopyResult copy(const QString& source, const QString& folder);
+
+    /// Removes what copies of an earlier run, since ended, left half-made in `folder`.
+    static void removeStaleTemporaries(const QString& folder);
+};
+
+} // namespace verrabel

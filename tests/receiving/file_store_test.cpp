@@ -1,0 +1,222 @@
+#include "receiving/file_store.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace verrabel {
+namespace {
+
+class FileStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_root.isValid());
+        ASSERT_TRUE(QDir().mkpath(source()));
+        ASSERT_TRUE(QDir().mkpath(desktop()));
+    }
+    QString source(const QString& name = {}) const {
+        return m_root.filePath(QStringLiteral("source/") + name);
+    }
+    QString desktop(const QString& name = {}) const {
+        return m_root.filePath(QStringLiteral("Desktop/") + name);
+    }
+    static void write(const QString& path, const QByteArray& bytes = "x") {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    static QByteArray read(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QStringList desktopNames() const {
+        return QDir(desktop()).entryList(
+            QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot | QDir::System, QDir::Name);
+    }
+    /// Copies a fresh source item of that name (a folder when it ends in "/").
+    QString saved(const QString& name) const {
+        const bool folder = name.endsWith(QLatin1Char('/'));
+        const QString path = source(folder ? name.chopped(1) : name);
+        QDir(path).removeRecursively();
+        QFile::remove(path);
+        if (folder) {
+            QDir().mkpath(path);
+        } else {
+            write(path);
+        }
+        const CopyResult result = FileStore::copy(path, desktop());
+        EXPECT_FALSE(result.error) << result.error->description.toStdString();
+        return QFileInfo(result.path).fileName();
+    }
+
+    QTemporaryDir m_root;
+};
+
+TEST_F(FileStoreTest, TakesTheFirstFreeNumberedName) {
+    EXPECT_EQ(saved("report.pdf"), "report.pdf");
+    EXPECT_EQ(saved("report.pdf"), "report (1).pdf");
+    EXPECT_EQ(saved("report.pdf"), "report (2).pdf");
+    saved("Notes");
+    EXPECT_EQ(saved("Notes"), "Notes (1)");
+    saved("archive.tar.gz");
+    EXPECT_EQ(saved("archive.tar.gz"), "archive.tar (1).gz");
+    saved("Project.old/");
+    EXPECT_EQ(saved("Project.old/"), "Project (1).old");
+    saved("Tool.app/");
+    EXPECT_EQ(saved("Tool.app/"), "Tool (1).app");
+    saved(".profile"); // no extension by the standard library's rule
+    EXPECT_EQ(saved(".profile"), ".profile (1)");
+
+    // Gaps are filled first.
+    write(desktop("a.txt"));
+    write(desktop("a (2).txt"));
+    EXPECT_EQ(saved("a.txt"), "a (1).txt");
+}
+
+TEST_F(FileStoreTest, AnItemAlreadyInTheFolderStaysWhereItIs) {
+    write(desktop("here.txt"), "mine");
+    const QStringList before = desktopNames();
+    CopyResult result = FileStore::copy(desktop("../Desktop/./here.txt"), desktop());
+    EXPECT_FALSE(result.error);
+    EXPECT_EQ(result.path, desktop("here.txt"));
+
+    // Also when the folder is reached through a symbolic link.
+    ASSERT_TRUE(QFile::link(desktop(), m_root.filePath("Linked")));
+    result = FileStore::copy(m_root.filePath("Linked/here.txt"), desktop());
+    EXPECT_FALSE(result.error);
+    result = FileStore::copy(desktop("here.txt"), m_root.filePath("Linked"));
+    EXPECT_FALSE(result.error);
+    EXPECT_EQ(desktopNames(), before);
+}
+
+TEST_F(FileStoreTest, NeverCopiesAFolderIntoItself) {
+    const FileError intoItself{"Verrabel", 1, "不能把文件夹复制到它自己里面。"};
+    ASSERT_TRUE(QDir().mkpath(desktop("inner/deeper")));
+    EXPECT_EQ(FileStore::copy(desktop(), desktop()).error, intoItself);
+    EXPECT_EQ(FileStore::copy(m_root.path(), desktop()).error, intoItself);
+    EXPECT_EQ(FileStore::copy(desktop("inner"), desktop("inner/deeper")).error, intoItself);
+
+    // A sibling whose name begins like the destination's is not its parent.
+    ASSERT_TRUE(QDir().mkpath(m_root.filePath("Desk")));
+    EXPECT_FALSE(FileStore::copy(m_root.filePath("Desk"), desktop()).error);
+    EXPECT_TRUE(QFileInfo(desktop("Desk")).isDir());
+}
+
+TEST(FileStoreNames, GiveOutAfterTenThousand) {
+    // Ten thousand files are made in memory where it can: on disk they take seconds here.
+    QTemporaryDir dir(QDir("/dev/shm").exists() ? "/dev/shm/verrabel-test-XXXXXX" : QString());
+    ASSERT_TRUE(dir.isValid());
+    const QByteArray folder = QFile::encodeName(dir.path());
+    ASSERT_EQ(close(creat(folder + "/a.txt", 0644)), 0);
+    for (int n = 1; n <= 9999; ++n) {
+        ASSERT_EQ(close(creat(folder + "/a (" + QByteArray::number(n) + ").txt", 0644)), 0);
+    }
+    QTemporaryDir source;
+    ASSERT_EQ(close(creat(QFile::encodeName(source.filePath("a.txt")), 0644)), 0);
+
+    const CopyResult result = FileStore::copy(source.filePath("a.txt"), dir.path());
+    EXPECT_EQ(result.error, (FileError{"Verrabel", 2, "同名文件过多，无法保存。"}));
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
+}
+
+TEST_F(FileStoreTest, TwoWritersNeverShareOrOverwriteAName) {
+    QByteArray content(64 * 1024, Qt::Uninitialized);
+    QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(content.data()), content.size() / 4);
+    write(source("same.bin"), content);
+
+    const auto writer = [this] {
+        for (int i = 0; i < 200; ++i) {
+            const CopyResult result = FileStore::copy(source("same.bin"), desktop());
+            ASSERT_FALSE(result.error);
+        }
+    };
+    std::thread first(writer);
+    std::thread second(writer);
+    first.join();
+    second.join();
+
+    const QStringList names = desktopNames();
+    ASSERT_EQ(names.size(), 400);
+    for (const QString& name : names) {
+        ASSERT_FALSE(name.startsWith('.')) << name.toStdString(); // no temporary left
+        ASSERT_EQ(read(desktop(name)), content) << name.toStdString();
+    }
+}
+
+TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
+    ASSERT_EQ(mkfifo(QFile::encodeName(source("pipe")).constData(), 0644), 0);
+    // Opening a FIFO would wait for a writer; the copy must not.
+    const CopyResult pipe = FileStore::copy(source("pipe"), desktop());
+    ASSERT_TRUE(pipe.error);
+    EXPECT_EQ(pipe.error->code, FileStore::kSpecialFile);
+    EXPECT_EQ(pipe.error->description, "不能保存特殊文件（管道、套接字或设备）。");
+
+    // A folder whose copy fails halfway: neither the folder nor its temporary remains.
+    ASSERT_TRUE(QDir().mkpath(source("Folder/a")));
+    write(source("Folder/a/1.txt"));
+    ASSERT_EQ(mkfifo(QFile::encodeName(source("Folder/z-pipe")).constData(), 0644), 0);
+    EXPECT_TRUE(FileStore::copy(source("Folder"), desktop()).error);
+    EXPECT_EQ(desktopNames(), QStringList());
+
+    const CopyResult missing = FileStore::copy(source("missing"), desktop());
+    ASSERT_TRUE(missing.error);
+    EXPECT_EQ(missing.error->domain, "POSIX");
+    EXPECT_EQ(missing.error->code, ENOENT);
+}
+
+TEST_F(FileStoreTest, CopiesKeepTreesLinksModesTimesAndHoles) {
+    ASSERT_TRUE(QDir().mkpath(source("Tree/sub")));
+    write(source("Tree/sub/data.txt"), "payload");
+    ASSERT_EQ(chmod(QFile::encodeName(source("Tree/sub/data.txt")).constData(), 0640), 0);
+    ASSERT_EQ(symlink("sub/data.txt", QFile::encodeName(source("Tree/link")).constData()), 0);
+    // A 64 MiB file with one byte of data at its end.
+    {
+        QFile sparse(source("Tree/sparse.img"));
+        ASSERT_TRUE(sparse.open(QIODevice::WriteOnly));
+        ASSERT_TRUE(sparse.seek(64 << 20));
+        sparse.write("!");
+    }
+    const timespec old[2] = {{1'600'000'000, 0}, {1'600'000'000, 0}};
+    ASSERT_EQ(
+        utimensat(AT_FDCWD, QFile::encodeName(source("Tree/sub/data.txt")).constData(), old, 0), 0);
+    ASSERT_EQ(utimensat(AT_FDCWD, QFile::encodeName(source("Tree")).constData(), old, 0), 0);
+
+    ASSERT_FALSE(FileStore::copy(source("Tree"), desktop()).error);
+    EXPECT_EQ(read(desktop("Tree/sub/data.txt")), "payload");
+    EXPECT_EQ(QFile::symLinkTarget(desktop("Tree/link")), desktop("Tree/sub/data.txt"));
+    EXPECT_TRUE(QFileInfo(desktop("Tree/link")).isSymLink());
+
+    struct stat copied {};
+    ASSERT_EQ(stat(QFile::encodeName(desktop("Tree/sub/data.txt")).constData(), &copied), 0);
+    EXPECT_EQ(copied.st_mode & 0777, 0640U);
+    EXPECT_EQ(copied.st_mtim.tv_sec, 1'600'000'000);
+    ASSERT_EQ(stat(QFile::encodeName(desktop("Tree")).constData(), &copied), 0);
+    EXPECT_EQ(copied.st_mtim.tv_sec, 1'600'000'000);
+    ASSERT_EQ(stat(QFile::encodeName(desktop("Tree/sparse.img")).constData(), &copied), 0);
+    EXPECT_EQ(copied.st_size, (64 << 20) + 1);
+    EXPECT_LT(copied.st_blocks * 512, 1 << 20); // holes stayed holes
+}
+
+TEST_F(FileStoreTest, StaleTemporariesOfEndedRunsAreRemoved) {
+    // PID 1 is alive; a PID above the kernel's limit is not.
+    ASSERT_TRUE(QDir().mkpath(desktop(".verrabel-99999999-abc.partial/inside")));
+    write(desktop(".verrabel-1-def.partial"));
+    write(desktop(QStringLiteral(".verrabel-%1-ghi.partial").arg(getpid())));
+    write(desktop(".verrabel-notes"));
+    FileStore::removeStaleTemporaries(desktop());
+    EXPECT_EQ(desktopNames(), (QStringList{".verrabel-1-def.partial",
+                                           QStringLiteral(".verrabel-%1-ghi.partial").arg(getpid()),
+                                           ".verrabel-notes"}));
+}
+
+} // namespace
+} // namespace verrabel

@@ -50,11 +50,11 @@ QFont pixelFont(QFont font, int pixelSize, QFont::Weight weight) {
 
 } // namespace
 
-FileRow::FileRow(const DesktopEntry& entry, ShelfController* owner, int width,
+FileRow::FileRow(const DesktopEntry& entry, ShelfController* controller, int width,
                  const Platform& platform, QWidget* parent)
     : QWidget(parent)
     , url(entry.url)
-    , owner(owner)
+    , owner(controller)
     , m_workspace(platform.workspace)
     , m_drags(platform.drags)
     , m_name(entry.name)

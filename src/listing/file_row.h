@@ -24,8 +24,8 @@ class FileRow final : public QWidget {
 public:
     static constexpr int kHeight = 52;
 
-    FileRow(const DesktopEntry& entry, ShelfController* owner, int width, const Platform& platform,
-            QWidget* parent = nullptr);
+    FileRow(const DesktopEntry& entry, ShelfController* controller, int width,
+            const Platform& platform, QWidget* parent = nullptr);
 
     /// The Desktop item the row shows.
     const QUrl url;

@@ -23,9 +23,9 @@ QList<QUrl> localFileUrls(const QMimeData* data) {
 
 } // namespace
 
-bool DropView::accepts(const QMimeData* data) const {
+bool DropView::accepts(const QMimeData* mime) const {
     // Web links are URLs too, but nothing that can be copied into a folder.
-    return !localFileUrls(data).isEmpty();
+    return !localFileUrls(mime).isEmpty();
 }
 
 bool DropView::acceptable(const QDropEvent* event) const {

@@ -46,7 +46,7 @@ protected:
 
 private:
     /// Whether the drag can give local file URLs.
-    [[nodiscard]] bool accepts(const QMimeData* data) const;
+    [[nodiscard]] bool accepts(const QMimeData* mime) const;
     /// Acceptable content, and the source offers a copy.
     [[nodiscard]] bool acceptable(const QDropEvent* event) const;
     void clearDropState();

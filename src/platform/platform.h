@@ -8,6 +8,7 @@ class Compositor;
 class DirectoryWatchers;
 class FileDrags;
 class FileIcons;
+class FilePromises;
 class Folders;
 class Pointer;
 class ProcessActivity;
@@ -32,6 +33,7 @@ struct Platform {
     DirectoryWatchers& watchers;
     FileIcons& icons;
     FileDrags& drags;
+    FilePromises& promises;
     ProcessActivity& activity;
     Settings& settings;
     StatusBar& statusBar;

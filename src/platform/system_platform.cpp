@@ -15,6 +15,7 @@
 #include "x11_compositor.h"
 #include "x11_motion_watch.h"
 #include "xdg_folders.h"
+#include "xds_promises.h"
 
 #include <QSettings>
 
@@ -89,11 +90,13 @@ struct SystemPlatform::Parts {
     InotifyWatchers watchers;
     ThemeFileIcons icons;
     QtFileDrags drags;
+    XdsFilePromises promises;
     TimerSlackActivity activity;
     QSettingsStore settings;
     TrayStatusBar statusBar;
-    Platform services{folders, screens,  pointer, compositor, clock,    workspace, alerts,   queues,
-                      timers,  watchers, icons,   drags,      activity, settings,  statusBar};
+    Platform services{folders,  screens,  pointer,  compositor, clock, workspace,
+                      alerts,   queues,   timers,   watchers,   icons, drags,
+                      promises, activity, settings, statusBar};
 };
 
 SystemPlatform::SystemPlatform()

@@ -1,5 +1,6 @@
 // The shelf as a drop target: which drags it takes, the drop hint, and handing the items over.
 
+#include "platform/file_promises.h"
 #include "shelf/controls.h"
 #include "shelf/drop_view.h"
 #include "shelf/shelf_controller.h"
@@ -25,7 +26,7 @@ QList<QUrl> localFileUrls(const QMimeData* data) {
 
 bool DropView::accepts(const QMimeData* mime) const {
     // Web links are URLs too, but nothing that can be copied into a folder.
-    return !localFileUrls(mime).isEmpty();
+    return !localFileUrls(mime).isEmpty() || m_promises.offers(*mime);
 }
 
 bool DropView::acceptable(const QDropEvent* event) const {
@@ -66,15 +67,28 @@ void DropView::dragLeaveEvent(QDragLeaveEvent* /*event*/) {
 
 void DropView::dropEvent(QDropEvent* event) {
     const QPointer<ShelfController> controller = owner;
-    const QList<QUrl> files = controller ? localFileUrls(event->mimeData()) : QList<QUrl>();
+    if (!controller) {
+        clearDropState();
+        event->ignore();
+        return;
+    }
+    // Promises first: a drag that offers both is received as promises, its URLs ignored.
+    if (const auto promises = m_promises.receivers(*event->mimeData()); !promises.isEmpty()) {
+        controller->receive(promises);
+        clearDropState();
+        event->setDropAction(Qt::CopyAction);
+        event->accept();
+        return;
+    }
+    const QList<QUrl> files = localFileUrls(event->mimeData());
     if (files.isEmpty()) {
         // The hint stays: nothing replaced it.
         clearDropState();
         event->ignore();
         return;
     }
-    // Handed over first: importFiles() raises `busy` before `receiving` falls, so the shelf's
-    // hold against collapsing never lapses between the two.
+    // Handed over first: importFiles() and receive() raise `busy` before `receiving` falls, so
+    // the shelf's hold against collapsing never lapses between the two.
     controller->importFiles(files);
     clearDropState();
     event->setDropAction(Qt::CopyAction);

@@ -25,8 +25,9 @@ QPainterPath roundedOutline(const QRectF& rect, double radius) {
 
 } // namespace
 
-DropView::DropView(QWidget* parent)
+DropView::DropView(FilePromises& promises, QWidget* parent)
     : QWidget(parent)
+    , m_promises(promises)
     , m_cornerRadius(notch::kCornerRadius) {
     updateRim();
     setAcceptDrops(true);

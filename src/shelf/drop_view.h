@@ -9,6 +9,7 @@ class QMimeData;
 
 namespace verrabel {
 
+class FilePromises;
 class ShelfController;
 
 /// The panel's root view: the frosted, round-cornered background every other view sits on,
@@ -17,7 +18,7 @@ class ShelfController;
 class DropView final : public QWidget {
     Q_OBJECT
 public:
-    explicit DropView(QWidget* parent = nullptr);
+    explicit DropView(FilePromises& promises, QWidget* parent = nullptr);
 
     /// The controller whose flags and operations a drag drives; never kept alive by the view.
     QPointer<ShelfController> owner;
@@ -45,12 +46,13 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    /// Whether the drag can give local file URLs.
+    /// Whether the drag can give local file URLs or file promises.
     [[nodiscard]] bool accepts(const QMimeData* mime) const;
     /// Acceptable content, and the source offers a copy.
     [[nodiscard]] bool acceptable(const QDropEvent* event) const;
     void clearDropState();
 
+    FilePromises& m_promises;
     double m_cornerRadius;
     double m_rimWidth = 0;
     QColor m_rimColor;

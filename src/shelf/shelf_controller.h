@@ -22,6 +22,7 @@ namespace verrabel {
 class ActivityToken;
 class DirectoryWatcher;
 class DropView;
+class FilePromise;
 class Label;
 class RepeatingTimer;
 class ShelfPanel;
@@ -54,6 +55,8 @@ public:
     void refresh();
     /// Copies dropped items into the Desktop in the background and reports how it went.
     void importFiles(const QList<QUrl>& urls);
+    /// Receives promised files, each promise through a temporary folder of its own.
+    void receive(const QList<std::shared_ptr<FilePromise>>& receivers);
 
 private:
     void buildViewTree();

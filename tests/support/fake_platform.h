@@ -6,6 +6,7 @@
 #include "platform/display.h"
 #include "platform/file_drags.h"
 #include "platform/file_icons.h"
+#include "platform/file_promises.h"
 #include "platform/folders.h"
 #include "platform/platform.h"
 #include "platform/process_activity.h"
@@ -154,6 +155,31 @@ public:
     }
 };
 
+/// A promise whose deliveries the test makes.
+class FakePromise final : public FilePromise {
+public:
+    explicit FakePromise(QStringList announced = {})
+        : names(std::move(announced)) {}
+    QStringList names;
+    QString folder;
+    Delivered delivered;
+    [[nodiscard]] QStringList fileNames() const override { return names; }
+    void receive(const QString& destination, Delivered onDelivered) override {
+        folder = destination;
+        delivered = std::move(onDelivered);
+    }
+};
+
+class FakePromises final : public FilePromises {
+public:
+    QList<std::shared_ptr<FilePromise>> next;
+    [[nodiscard]] bool offers(const QMimeData& /*data*/) const override { return !next.isEmpty(); }
+    [[nodiscard]] QList<std::shared_ptr<FilePromise>>
+    receivers(const QMimeData& /*data*/) override {
+        return std::exchange(next, {});
+    }
+};
+
 class FakeActivity final : public ProcessActivity {
 public:
     std::uint64_t options = 0;
@@ -210,11 +236,13 @@ struct FakePlatform {
     FakeWatchers watchers;
     FakeIcons icons;
     FakeDrags drags;
+    FakePromises promises;
     FakeActivity activity;
     FakeSettings settings;
     FakeStatusBar statusBar;
-    Platform services{folders, screens,  pointer, compositor, clock,    workspace, alerts,   queues,
-                      timers,  watchers, icons,   drags,      activity, settings,  statusBar};
+    Platform services{folders,  screens,  pointer,  compositor, clock, workspace,
+                      alerts,   queues,   timers,   watchers,   icons, drags,
+                      promises, activity, settings, statusBar};
 };
 
 /// The design's notched screen: frame (0, 0, 1600, 1000), housing 40 high from x 700 to 900.

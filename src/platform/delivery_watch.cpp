@@ -1,0 +1,136 @@
+#include "delivery_watch.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <dirent.h>
+#include <mutex>
+#include <unistd.h>
+
+namespace verrabel {
+
+namespace {
+
+constexpr qsizetype kLongestName = 255; // bytes, as file systems allow
+
+using Clock = std::chrono::steady_clock;
+
+/// Everything about the folder's contents that changes while a source writes into it.
+QString snapshot(const QString& folder) {
+    QString state;
+    QDirIterator entries(folder,
+                         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QFileInfo info = entries.nextFileInfo();
+        state += info.filePath() + QLatin1Char('|') + QString::number(info.size()) +
+                 QLatin1Char('|') + QString::number(info.lastModified().toMSecsSinceEpoch()) +
+                 QLatin1Char('\n');
+    }
+    return state;
+}
+
+/// Whether any process we may look at holds a file below the folder open.
+bool heldOpen(const QString& folder) {
+    const QByteArray prefix = QFile::encodeName(folder) + '/';
+    DIR* processes = opendir("/proc");
+    if (processes == nullptr) {
+        return false;
+    }
+    bool held = false;
+    while (const dirent* process = readdir(processes)) {
+        if (held || process->d_name[0] < '0' || process->d_name[0] > '9') {
+            continue;
+        }
+        const QByteArray fds = QByteArray("/proc/") + process->d_name + "/fd";
+        DIR* descriptors = opendir(fds.constData());
+        if (descriptors == nullptr) {
+            continue; // gone, or another user's
+        }
+        while (const dirent* descriptor = readdir(descriptors)) {
+            std::array<char, 4096> target{};
+            const QByteArray link = fds + '/' + descriptor->d_name;
+            const ssize_t length = readlink(link.constData(), target.data(), target.size() - 1);
+            if (length > 0 && QByteArray(target.data(), length).startsWith(prefix)) {
+                held = true;
+                break;
+            }
+        }
+        closedir(descriptors);
+    }
+    closedir(processes);
+    return held;
+}
+
+/// The regular files and folders directly in the folder: what a promise may deliver. Links,
+/// pipes and devices that a source might leave are not taken.
+QStringList deliveredItems(const QString& folder) {
+    QStringList items;
+    const QFileInfoList entries = QDir(folder).entryInfoList(
+        QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks,
+        QDir::Name);
+    for (const QFileInfo& entry : entries) {
+        if (entry.isDir() || entry.isFile()) {
+            items.append(entry.filePath());
+        }
+    }
+    return items;
+}
+
+} // namespace
+
+QString safeFileName(const QByteArray& proposed) {
+    const QString name = QString::fromUtf8(proposed);
+    const bool plain = !proposed.isEmpty() && proposed.size() <= kLongestName &&
+                       !proposed.contains('/') && !proposed.contains('\0') && proposed != "." &&
+                       proposed != "..";
+    return plain ? name : QStringLiteral("未命名文件");
+}
+
+Delivery awaitDelivery(const QString& folder, bool refused, const DeliveryTimes& times,
+                       const std::stop_token& stop) {
+    const auto seconds = [](double value) {
+        return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(value));
+    };
+    std::mutex mutex;
+    std::condition_variable_any sleeper;
+    QString last = snapshot(folder);
+    Clock::time_point changed = Clock::now();
+    for (;;) {
+        {
+            std::unique_lock lock(mutex);
+            sleeper.wait_for(lock, stop, seconds(times.pollInterval), [] { return false; });
+        }
+        if (stop.stop_requested()) {
+            break;
+        }
+        const QString now = snapshot(folder);
+        if (now != last) {
+            last = now;
+            changed = Clock::now();
+            continue;
+        }
+        const auto unchanged = Clock::now() - changed;
+        if (!now.isEmpty() && unchanged >= seconds(times.quiet) && !heldOpen(folder)) {
+            const QStringList items = deliveredItems(folder);
+            if (items.isEmpty()) {
+                return {{}, QStringLiteral("来源程序送来的不是普通文件或文件夹。")};
+            }
+            return {items, std::nullopt};
+        }
+        if (now.isEmpty() && refused && unchanged >= seconds(times.afterRefusal)) {
+            return {{}, QStringLiteral("来源程序没能提供这个文件。")};
+        }
+        if (unchanged >= seconds(times.idleLimit)) {
+            return {{}, QStringLiteral("来源程序在 %1 秒内没有送来文件。").arg(times.idleLimit)};
+        }
+    }
+    return {{}, QStringLiteral("Verrabel 正在退出，文件没有收完。")};
+}
+
+} // namespace verrabel

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QMimeData;
+
+namespace verrabel {
+
+/// What arrived for one promised file: the items the source wrote, or why none came.
+struct Delivery {
+    QStringList items;
+    std::optional<QString> error;
+};
+
+/// A file that the drag's source writes only once the drop has said where.
+class FilePromise {
+public:
+    using Delivered = std::function<void(const Delivery&)>;
+
+    virtual ~FilePromise() = default;
+    /// The names the source announces; possibly none.
+    [[nodiscard]] virtual QStringList fileNames() const = 0;
+    /// Asks the source to write into `folder`; to be called during the drop. `delivered` runs
+    /// on the main thread, once for each announced name (once when none is announced).
+    virtual void receive(const QString& folder, Delivered delivered) = 0;
+};
+
+/// Drags that carry file promises instead of files.
+class FilePromises {
+public:
+    virtual ~FilePromises() = default;
+    [[nodiscard]] virtual bool offers(const QMimeData& data) const = 0;
+    /// The drop's promises; empty when it carries none.
+    [[nodiscard]] virtual QList<std::shared_ptr<FilePromise>> receivers(const QMimeData& data) = 0;
+};
+
+} // namespace verrabel

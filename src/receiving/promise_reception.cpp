@@ -1,0 +1,97 @@
+// Receiving files that the drag's source writes only after the drop: each into a private
+// temporary folder first, then into the Desktop like any dropped file.
+
+#include "file_store.h"
+#include "platform/alerts.h"
+#include "platform/file_promises.h"
+#include "platform/folders.h"
+#include "platform/main_thread.h"
+#include "platform/platform.h"
+#include "platform/work_queue.h"
+#include "shelf/controls.h"
+#include "shelf/shelf_controller.h"
+
+#include <QDir>
+#include <QPointer>
+#include <QUuid>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace verrabel {
+
+namespace {
+
+/// Makes the folder and any missing parents; the system's description of why not, if not.
+std::optional<QString> makeFolder(const QString& path) {
+    const QStringList parts = QDir::cleanPath(path).split(QLatin1Char('/'));
+    QString made;
+    for (const QString& part : parts) {
+        made += part + QLatin1Char('/');
+        if (mkdir(QFile::encodeName(made).constData(), S_IRWXU) != 0 && errno != EEXIST) {
+            return QString::fromLocal8Bit(std::strerror(errno));
+        }
+    }
+    struct stat folder {};
+    if (stat(QFile::encodeName(path).constData(), &folder) != 0 || !S_ISDIR(folder.st_mode)) {
+        return QString::fromLocal8Bit(std::strerror(ENOTDIR));
+    }
+    return std::nullopt;
+}
+
+/// One reception's count of files still to come and its error lines. Only the promise queue
+/// touches it, one reader at a time.
+struct Reception {
+    qsizetype remaining;
+    QStringList errors;
+};
+
+} // namespace
+
+void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receivers) {
+    for (const auto& promise : receivers) {
+        const QString folder =
+            QDir(m_platform.folders.temporary())
+                .filePath(QStringLiteral("Verrabel-") +
+                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+        if (const auto failure = makeFolder(folder)) {
+            m_platform.alerts.runModal(
+                {QStringLiteral("部分文件未能保存"), *failure, {QStringLiteral("好")}});
+            continue;
+        }
+        ++busy;
+        message->setText(QStringLiteral("正在接收文件…"));
+        const qsizetype expected = std::max<qsizetype>(promise->fileNames().size(), 1);
+        auto reception = std::make_shared<Reception>(Reception{expected, {}});
+        promise->receive(
+            folder, [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
+                if (!weak) {
+                    return;
+                }
+                ShelfController* self = weak.data();
+                self->promiseQueue->submit(
+                    [self, reception, folder, expected, delivery, desktopFolder = self->desktop] {
+                        if (delivery.error) {
+                            reception->errors.append(*delivery.error);
+                        }
+                        for (const QString& item : delivery.items) {
+                            const CopyResult copied = FileStore::copy(item, desktopFolder);
+                            if (copied.error) {
+                                reception->errors.append(copied.error->description);
+                            }
+                        }
+                        if (--reception->remaining == 0) {
+                            QDir(folder).removeRecursively();
+                            postToMain(self, [self, errors = reception->errors, expected] {
+                                self->finish(errors, expected);
+                            });
+                        }
+                    });
+            });
+    }
+}
+
+} // namespace verrabel

@@ -18,7 +18,7 @@ build:
 	@cmake --build $(BUILD_DIR) -j$(JOBS)
 
 test: build
-	@scripts/setup.sh desktop
+	@scripts/setup.sh desktop e2e package
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS)
 
 run: build

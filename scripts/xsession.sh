@@ -1,40 +1,35 @@
 # shellcheck shell=bash
 # A private X session for running Verrabel headless: Xvfb, a D-Bus session bus and openbox.
 # Source this file, then:  xsession_start [WIDTHxHEIGHT]  ...  xsession_stop
-# xsession_start exports DISPLAY and DBUS_SESSION_BUS_ADDRESS; every process it or
-# xsession_launch starts is stopped by its PID in xsession_stop, the latest first.
+# xsession_start exports DISPLAY and DBUS_SESSION_BUS_ADDRESS. Every process it or
+# xsession_launch starts is stopped by its PID in xsession_stop, the latest first; so are the
+# ones D-Bus started on the session's behalf, found by a mark in their environment.
 
 XSESSION_PIDS=()
 
 xsession_log() { printf 'xsession: %s\n' "$*" >&2; }
 
-xsession_free_display() {
-  local n
-  for n in $(seq 90 199); do
-    if [[ ! -e /tmp/.X11-unix/X$n && ! -e /tmp/.X$n-lock ]]; then
-      echo "$n"
-      return 0
-    fi
-  done
-  return 1
-}
-
 xsession_start() {
-  local size=${1:-1600x1000} n
-  n=$(xsession_free_display) || { xsession_log "no free display number"; return 1; }
-  Xvfb ":$n" -screen 0 "${size}x24" -nolisten tcp -noreset >/dev/null 2>&1 &
+  local size=${1:-1600x1000} display_file tries=0
+  export XSESSION_MARK="xsession-$$-$RANDOM$RANDOM"
+  # Xvfb picks a free display itself and tells which: safe with sessions running side by side.
+  display_file=$(mktemp)
+  Xvfb -displayfd 3 -screen 0 "${size}x24" -nolisten tcp -noreset 3>"$display_file" \
+    >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
   XSESSION_PIDS+=($!)
-  export DISPLAY=":$n"
-  local tries=0
-  until xdpyinfo >/dev/null 2>&1; do
+  until [[ -s "$display_file" ]]; do
     tries=$((tries + 1))
     if ((tries > 100)); then
-      xsession_log "Xvfb on $DISPLAY did not come up"
+      xsession_log "Xvfb did not come up"
+      rm -f "$display_file"
       xsession_stop
       return 1
     fi
     sleep 0.1
   done
+  export DISPLAY=":$(head -n 1 "$display_file")"
+  rm -f "$display_file"
+  until xdpyinfo >/dev/null 2>&1; do sleep 0.1; done
 
   local bus
   bus=$(dbus-launch --sh-syntax) || { xsession_log "dbus-launch failed"; xsession_stop; return 1; }
@@ -57,8 +52,9 @@ xsession_start() {
 # runtime folders, all below DIR. With "welcomed", it is not the first launch any more.
 xsession_home() {
   local dir=${1:?xsession_home DIR [welcomed]}
-  export HOME="$dir" XDG_CONFIG_HOME="$dir/config" XDG_RUNTIME_DIR="$dir/runtime"
-  mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel"
+  export HOME="$dir" XDG_CONFIG_HOME="$dir/config" XDG_DATA_HOME="$dir/data"
+  export XDG_CACHE_HOME="$dir/cache" XDG_RUNTIME_DIR="$dir/runtime"
+  mkdir -p "$HOME/Desktop" "$XDG_CONFIG_HOME/Verrabel" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
   mkdir -p -m 700 "$XDG_RUNTIME_DIR"
   if [[ "${2:-}" == welcomed ]]; then
     printf '[General]\ndidWelcome=true\n' >"$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
@@ -73,6 +69,18 @@ xsession_launch() {
   XSESSION_PIDS+=("$XSESSION_LAST_PID")
 }
 
+# The PIDs of processes that carry this session's mark and are not this shell.
+xsession_marked_pids() {
+  local process environment
+  [[ -n "${XSESSION_MARK:-}" ]] || return 0
+  for process in /proc/[0-9]*; do
+    process=${process#/proc/}
+    [[ $process == "$$" || $process == "$BASHPID" ]] && continue
+    { mapfile -d '' environment <"/proc/$process/environ"; } 2>/dev/null || continue
+    [[ " ${environment[*]} " == *" XSESSION_MARK=$XSESSION_MARK "* ]] && echo "$process"
+  done
+}
+
 xsession_stop() {
   local i pid
   for ((i = ${#XSESSION_PIDS[@]} - 1; i >= 0; i--)); do
@@ -84,4 +92,15 @@ xsession_stop() {
     wait "$pid" 2>/dev/null || true
   done
   XSESSION_PIDS=()
+  # What D-Bus activated for the session (an accessibility bus, a file manager) goes too.
+  local left
+  left=$(xsession_marked_pids)
+  if [[ -n "$left" ]]; then
+    # shellcheck disable=SC2086
+    kill $left 2>/dev/null || true
+    sleep 0.5
+    left=$(xsession_marked_pids)
+    # shellcheck disable=SC2086
+    [[ -z "$left" ]] || kill -9 $left 2>/dev/null || true
+  fi
 }

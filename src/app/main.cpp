@@ -1,4 +1,5 @@
 #include "app/app_delegate.h"
+#include "listing/list_accessibility.h"
 #include "platform/system_platform.h"
 
 #include <QApplication>
@@ -18,6 +19,8 @@ int main(int argc, char* argv[]) {
                      QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
         QApplication::installTranslator(&qtTexts);
     }
+
+    verrabel::installListAccessibility();
 
     const verrabel::SystemPlatform platform;
     verrabel::AppDelegate delegate(platform.services());

@@ -1,0 +1,133 @@
+# shellcheck shell=bash
+# The frame of an end-to-end scenario: a private X session with a throw-away HOME, the real
+# binary, and checks that read the X server's view of the shelf. A failing scenario leaves a
+# screenshot and the logs in $E2E_BUILD/e2e/<scenario>/.
+#
+#   source tests/e2e/lib.sh
+#   e2e_begin NAME [welcomed]
+#   e2e_launch            # Verrabel, logging to the scenario's folder
+#   expect "what" COMMAND...
+set -euo pipefail
+
+E2E_SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+E2E_BUILD=$(cd "${E2E_BUILD:-$E2E_SOURCE/build}" && pwd)
+# shellcheck source=scripts/xsession.sh
+source "$E2E_SOURCE/scripts/xsession.sh"
+# shellcheck source=tests/e2e/drag.sh
+source "$E2E_SOURCE/tests/e2e/drag.sh"
+
+e2e_begin() {
+  E2E_NAME=$1
+  E2E_ARTIFACTS="$E2E_BUILD/e2e/$E2E_NAME"
+  rm -rf "$E2E_ARTIFACTS"
+  mkdir -p "$E2E_ARTIFACTS"
+  export XSESSION_LOG="$E2E_ARTIFACTS/session.log"
+  E2E_STATE=$(mktemp -d)
+  trap e2e_finish EXIT
+  xsession_start 1600x1000
+  xsession_home "$E2E_STATE" "${2:-}"
+  E2E_DESKTOP="$HOME/Desktop"
+}
+
+e2e_finish() {
+  local status=$?
+  if ((status != 0)); then
+    import -window root "$E2E_ARTIFACTS/failure.png" 2>/dev/null || true
+    xwininfo -root -tree >"$E2E_ARTIFACTS/windows.txt" 2>&1 || true
+    ls -laR "$HOME" >"$E2E_ARTIFACTS/home.txt" 2>&1 || true
+  fi
+  local started=("${XSESSION_PIDS[@]}")
+  xsession_stop
+  local pid
+  for pid in "${started[@]}"; do
+    if ! eventually 2 process_gone "$pid"; then
+      echo "e2e: process $pid ($(tr '\0' ' ' <"/proc/$pid/cmdline")) outlived the scenario" >&2
+      status=1
+    fi
+  done
+  rm -rf "$E2E_STATE"
+  if ((status == 0)); then
+    rm -rf "$E2E_ARTIFACTS"
+    echo "e2e: $E2E_NAME passed"
+  else
+    echo "e2e: $E2E_NAME failed; screenshot and logs in $E2E_ARTIFACTS" >&2
+  fi
+  exit "$status"
+}
+
+# Starts Verrabel with the given environment additions; its PID is in E2E_APP.
+e2e_launch() {
+  xsession_launch env "$@" "$E2E_BUILD/verrabel"
+  E2E_APP=$XSESSION_LAST_PID
+}
+
+# Gone, or a zombie that nobody reaps (a daemon's parent may have left).
+process_gone() {
+  local state
+  state=$(awk '{print $3}' "/proc/$1/stat" 2>/dev/null) || return 0
+  [[ -z "$state" || "$state" == Z ]]
+}
+
+fail() {
+  echo "e2e: FAIL: $*" >&2
+  exit 1
+}
+
+# expect WHAT COMMAND...: fails the scenario unless COMMAND succeeds.
+expect() {
+  local what=$1
+  shift
+  "$@" || fail "$what"
+}
+
+# eventually SECONDS COMMAND...: succeeds as soon as COMMAND does, fails after about SECONDS.
+eventually() {
+  local tries
+  tries=$(awk -v seconds="$1" 'BEGIN { print int(seconds / 0.05) + 1 }')
+  shift
+  until "$@"; do
+    ((--tries > 0)) || return 1
+    sleep 0.05
+  done
+}
+
+# verrabel_window SIZE: the first of Verrabel's windows whose size matches the regular
+# expression SIZE (such as 420x350).
+verrabel_window() {
+  xwininfo -root -tree | awk -v size="$1" '/\("verrabel" "Verrabel"\)/ && $0 ~ "\\)  " size {print $1; exit}'
+}
+
+# viewable WINDOW: the window exists and is on screen.
+viewable() { [[ -n "$1" ]] && xwininfo -id "$1" | grep -q 'Map State: IsViewable'; }
+
+shelf_window() { verrabel_window 420x350; }
+shelf_mapped() { viewable "$(shelf_window)"; }
+
+shelf_hidden() { ! shelf_mapped; }
+
+# shelf_at X Y: the shelf is mapped with its top-left corner there.
+shelf_at() {
+  shelf_mapped && xwininfo -root -tree | grep -q "(\"verrabel\" \"Verrabel\")  420x350+$1+$2 "
+}
+
+desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
+
+screenshot() { import -window root "$E2E_ARTIFACTS/$1.png"; }
+
+# place_window NAME X Y WIDTH HEIGHT: waits for a visible window of that title and puts it there.
+place_window() {
+  local window
+  window=$(timeout 20 xdotool search --sync --onlyvisible --name "$1" | tail -n 1)
+  [[ -n "$window" ]] || fail "no window titled $1"
+  xdotool windowmove "$window" "$2" "$3" windowsize "$window" "$4" "$5"
+  sleep 1
+}
+
+# The first row of the expanded shelf, where the pointer takes hold of it.
+readonly FIRST_ROW_X=791 FIRST_ROW_Y=122
+
+# Brings the shelf down by the top centre, as a user does.
+bring_shelf_down() {
+  xdotool mousemove 800 3
+  eventually 2 shelf_mapped
+}

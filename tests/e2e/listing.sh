@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# A Desktop of mixed names reads back, as a screen reader meets it, in a file browser's order;
+# a new file appears within a second.
+source "$(dirname "$0")/lib.sh"
+e2e_begin listing welcomed
+
+for name in b.txt A.txt file10.txt file2.txt "报告.pdf" .hidden-one; do
+  echo "$name" >"$E2E_DESKTOP/$name"
+done
+mkdir "$E2E_DESKTOP/Zebra"
+unset NO_AT_BRIDGE
+# Start the accessibility bus before Verrabel, which joins it at start-up.
+dbus-send --session --print-reply --dest=org.a11y.Bus /org/a11y/bus org.a11y.Bus.GetAddress >/dev/null
+e2e_launch QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+xdotool mousemove 800 3
+expect "the shelf comes down" eventually 2 shelf_mapped
+
+read_back() { /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" >"$E2E_ARTIFACTS/names.txt"; }
+expected=$'item\tA.txt\nitem\tb.txt\nitem\tfile2.txt\nitem\tfile10.txt\nitem\tZebra\nitem\t报告.pdf\nbutton\t打开'
+listed() { read_back && [[ "$(cat "$E2E_ARTIFACTS/names.txt")" == "$expected" ]]; }
+expect "the rows and the button read back in order" eventually 5 listed
+
+xdotool mousemove 800 200
+echo new >"$E2E_DESKTOP/a new file.txt"
+expect "a new file appears within a second" \
+  /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" --wait-for "a new file.txt" 1

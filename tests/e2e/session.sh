@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# The end-to-end scenarios' kind of session, by hand: Xvfb 1600x1000 with openbox and a D-Bus
+# session, a throw-away HOME with an empty Desktop. Runs COMMAND in it, or a shell; whatever was
+# started in the session is stopped when that ends.
+# Usage: tests/e2e/session.sh [COMMAND...]
+#   e.g. tests/e2e/session.sh bash -c 'build/verrabel & sleep 1; xdotool mousemove 800 3; sleep 1;
+#        import -window root shot.png'
+set -euo pipefail
+here=$(cd "$(dirname "$0")/../.." && pwd)
+# shellcheck source=scripts/xsession.sh
+source "$here/scripts/xsession.sh"
+state=$(mktemp -d)
+trap 'xsession_stop; rm -rf "$state"' EXIT
+xsession_start 1600x1000
+xsession_home "$state"
+echo "session: DISPLAY=$DISPLAY HOME=$HOME" >&2
+if (($#)); then
+  "$@"
+else
+  bash -i
+fi

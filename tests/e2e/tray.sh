@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# With a tray host, the tray item is there, even when the host comes after Verrabel; its menu
+# shows the shelf and quits.
+source "$(dirname "$0")/lib.sh"
+e2e_begin tray welcomed
+
+# The docked icon: Verrabel's small window inside the tray host.
+tray_icon() { verrabel_window '(1[6-9]|2[0-9]|3[0-2])x'; }
+tray_docked() { viewable "$(tray_icon)"; }
+# The open menu: a popup of Verrabel's, wider than high.
+menu_open() { xwininfo -root -tree | grep -qE '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' ; }
+open_menu() {
+  local geometry x y w h
+  geometry=$(xwininfo -id "$(tray_icon)" | awk '/Absolute upper-left X/ {x=$4} /Absolute upper-left Y/ {y=$4} /Width/ {w=$2} /Height/ {h=$2} END {print x, y, w, h}')
+  read -r x y w h <<<"$geometry"
+  xdotool mousemove $((x + w / 2)) $((y + h / 2))
+  # A freshly docked icon may take a moment before it answers clicks.
+  local attempt
+  for attempt in 1 2 3 4 5; do
+    sleep 0.5
+    xdotool click 1
+    if eventually 1 menu_open; then
+      sleep 0.3 # a person reads the menu before pressing keys; Qt grabs the keyboard meanwhile
+      return 0
+    fi
+  done
+  return 1
+}
+
+xdotool mousemove 100 500
+e2e_launch
+sleep 1
+xsession_launch trayer --edge bottom --align right --width 10 --height 24
+expect "the icon docks when a tray host appears later" eventually 8 tray_docked
+sleep 0.5
+screenshot tray
+
+expect "a click opens the menu" open_menu
+xdotool key Down Return
+expect "展开桌面文件 shows the shelf" eventually 2 shelf_mapped
+
+expect "the menu opens again" open_menu
+xdotool key ctrl+q
+expect "Ctrl+Q in the menu quits Verrabel" eventually 5 bash -c "! kill -0 $E2E_APP 2>/dev/null"

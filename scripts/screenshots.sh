@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Makes the README's pictures of the shelf, as it looks, into docs/images/: expanded in the
+# light and the dark palette, a drop under way, and an empty Desktop. A compositor runs and the
+# screen has a plain backdrop, as on a desktop; the language is Simplified Chinese.
+# Usage: scripts/screenshots.sh [build-dir]
+set -euo pipefail
+here=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "${1:-$here/build}" && pwd)
+out="$here/docs/images"
+"$here/scripts/setup.sh" desktop e2e screenshots
+# shellcheck source=scripts/xsession.sh
+source "$here/scripts/xsession.sh"
+# shellcheck source=tests/e2e/drag.sh
+source "$here/tests/e2e/drag.sh"
+mkdir -p "$out"
+export LANG=zh_CN.UTF-8
+
+state=$(mktemp -d)
+trap 'xsession_stop; rm -rf "$state"' EXIT
+xsession_start 1600x1000
+xsetroot -solid '#5a7da6'
+xsession_launch xcompmgr
+
+shoot() { # shoot NAME: the top centre of the screen, where the shelf hangs
+  sleep 0.4
+  import -window root "$state/full.png"
+  convert "$state/full.png" -crop 640x400+480+0 +repage "$out/$1.png"
+}
+
+desktop_of_a_week() {
+  local name
+  for name in "报告 2024.pdf" "会议纪要.txt" "季度总结.docx" "照片 1.jpg" "照片 2.jpg" "照片 10.jpg" \
+    "budget.xlsx" "notes.md" "设计稿 最终版 (第二稿) 请勿删除.sketch"; do
+    head -c $((RANDOM * 5)) /dev/urandom >"$HOME/Desktop/$name"
+  done
+  mkdir -p "$HOME/Desktop/截图" "$HOME/Desktop/项目资料"
+}
+
+run_shelf() { # run_shelf [ENV=VALUE...]: a fresh Verrabel, brought down by the pointer
+  xsession_launch env "$@" "$build/verrabel"
+  sleep 1
+  xdotool mousemove 800 3
+  sleep 0.3
+  xdotool mousemove 800 200
+}
+
+stop_shelf() {
+  kill "$shelf"
+  wait "$shelf" 2>/dev/null || true
+}
+
+xsession_home "$state/light" welcomed
+desktop_of_a_week
+run_shelf
+shelf=$XSESSION_LAST_PID
+shoot shelf-light
+stop_shelf
+
+xsession_home "$state/dark" welcomed
+desktop_of_a_week
+run_shelf QT_QPA_PLATFORMTHEME=gtk3 GTK_THEME=Adwaita:dark
+shelf=$XSESSION_LAST_PID
+shoot shelf-dark
+stop_shelf
+
+xsession_home "$state/empty" welcomed
+run_shelf
+shelf=$XSESSION_LAST_PID
+shoot empty
+stop_shelf
+
+# A drop under way: a file from pcmanfm held over the shelf.
+xsession_home "$state/drop" welcomed
+desktop_of_a_week
+mkdir -p "$HOME/src"
+echo "summary" >"$HOME/src/方案.pdf"
+xsession_launch pcmanfm --new-win "$HOME/src"
+window=$(timeout 20 xdotool search --sync --onlyvisible --name '^src$' | tail -n 1)
+xdotool windowmove "$window" 100 450 windowsize "$window" 700 450
+sleep 1
+xsession_launch "$build/verrabel"
+shelf=$XSESSION_LAST_PID
+sleep 1
+drag_start 307 568
+drag_steps 322 568 800 5
+drag_steps 800 5 800 200
+shoot drop
+drag_end 800 200
+stop_shelf
+echo "pictures in $out"

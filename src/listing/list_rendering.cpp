@@ -59,10 +59,6 @@ void ShelfController::render(const ScanResult& result) {
     showListView(view);
 
     const int visibleHeight = scroll->maximumViewportSize().height();
-    // The scroller hides while the rows fit: the list's least height alone scrolls a few points.
-    scroll->setVerticalScrollBarPolicy(rows * FileListView::kRowPitch > visibleHeight
-                                           ? Qt::ScrollBarAsNeeded
-                                           : Qt::ScrollBarAlwaysOff);
     const int largest = std::max(view->height() - visibleHeight, 0);
     scroll->verticalScrollBar()->setValue(std::min(largest, offset));
     view->showRowsAround(scroll->verticalScrollBar()->value(), visibleHeight);
@@ -84,6 +80,9 @@ void ShelfController::showListView(QWidget* view) {
     scroll->setWidget(view);
     // QScrollArea paints its document's background; the list lies on the frosted panel.
     view->setAutoFillBackground(false);
+    // The scroller hides while the rows fit: the list's least height alone scrolls a few points.
+    scroll->setVerticalScrollBarPolicy(
+        view->height() > kMinimumListHeight ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
 }
 
 } // namespace verrabel

@@ -87,17 +87,17 @@ void TimerFdTimer::wake() {
 }
 
 void TimerFdTimer::arm(std::chrono::nanoseconds first, std::chrono::nanoseconds interval) {
-    const itimerspec spec{toTimespec(interval), toTimespec(first)};
-    timerfd_settime(m_fd, 0, &spec, nullptr);
+    const itimerspec timing{toTimespec(interval), toTimespec(first)};
+    timerfd_settime(m_fd, 0, &timing, nullptr);
 }
 
 std::chrono::nanoseconds TimerFdTimer::armedInterval() const {
-    itimerspec spec{};
-    if (m_fd < 0 || timerfd_gettime(m_fd, &spec) != 0) {
+    itimerspec timing{};
+    if (m_fd < 0 || timerfd_gettime(m_fd, &timing) != 0) {
         return {};
     }
-    return std::chrono::seconds(spec.it_interval.tv_sec) +
-           std::chrono::nanoseconds(spec.it_interval.tv_nsec);
+    return std::chrono::seconds(timing.it_interval.tv_sec) +
+           std::chrono::nanoseconds(timing.it_interval.tv_nsec);
 }
 
 void TimerFdTimer::fire() {

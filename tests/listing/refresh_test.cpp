@@ -86,12 +86,5 @@ TEST_F(Refresh, TheWatcherAsksForARescanExceptWhileExporting) {
     EXPECT_EQ(scans().items.size(), 1U);
 }
 
-TEST(RefreshWithoutWatcher, AFolderThatCannotBeWatchedLeavesNoWatcher) {
-    FakePlatform platform;
-    platform.watchers.canWatch = false;
-    const ShelfController shelf(platform.services);
-    EXPECT_EQ(shelf.watcher, nullptr);
-}
-
 } // namespace
 } // namespace verrabel

@@ -46,15 +46,6 @@ TEST(ShelfConstruction, StartsCollapsedWithItsMachineryRunning) {
     EXPECT_EQ(platform.queues.made[2].priority, QueuePriority::Default);
 }
 
-TEST(ShelfConstruction, EndsItsActivityWhenReleased) {
-    FakePlatform platform;
-    {
-        const ShelfController shelf(platform.services);
-        EXPECT_EQ(platform.activity.active, 1);
-    }
-    EXPECT_EQ(platform.activity.active, 0);
-}
-
 struct DesignedView {
     const char* what;
     QRect geometry; // in content's top-left coordinates
@@ -99,24 +90,20 @@ TEST(ShelfViewTree, ControlsSitAtTheDesignedFramesInTheDesignedOrder) {
     EXPECT_EQ(views[5], shelf.scroll);
 }
 
-TEST(ShelfViewTree, OpenButtonOpensTheDesktopFolder) {
+TEST(ShelfViewTree, OpenButtonOpensTheDesktopFolderIfThereIsOne) {
     FakePlatform platform;
     platform.folders.desktopPath = QStringLiteral("/home/someone/桌面");
     const ShelfController shelf(platform.services);
     auto* open = shelf.content->findChild<QPushButton*>();
     ASSERT_NE(open, nullptr);
-
     QTest::mouseClick(open, Qt::LeftButton);
     EXPECT_EQ(platform.workspace.opened,
               QList{QUrl::fromLocalFile(QStringLiteral("/home/someone/桌面"))});
-}
 
-TEST(ShelfViewTree, WithoutADesktopFolderOpenDoesNothing) {
-    FakePlatform platform;
-    platform.folders.desktopPath.clear();
-    ShelfController shelf(platform.services);
-    shelf.openDesktop();
-    EXPECT_TRUE(platform.workspace.opened.isEmpty());
+    FakePlatform without;
+    without.folders.desktopPath.clear();
+    ShelfController(without.services).openDesktop();
+    EXPECT_TRUE(without.workspace.opened.isEmpty());
 }
 
 TEST(DropViewRim, IsThinUntilADropIsPendingAndFollowsThePalette) {

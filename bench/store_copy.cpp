@@ -10,8 +10,8 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "usage: store_copy SOURCE FOLDER\n");
         return 2;
     }
-    const auto result =
-        verrabel::FileStore::copy(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[2]));
+    const auto result = verrabel::FileStore::copy(
+        QUrl::fromLocalFile(QString::fromLocal8Bit(argv[1])), QString::fromLocal8Bit(argv[2]));
     if (result.error) {
         std::fprintf(stderr, "store_copy: %s\n", qPrintable(result.error->description));
         return 1;

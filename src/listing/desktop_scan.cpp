@@ -1,5 +1,7 @@
 #include "desktop_scan.h"
 
+#include "platform/file_urls.h"
+
 #include <QCollator>
 #include <QFile>
 #include <QLocale>
@@ -21,12 +23,6 @@ namespace verrabel {
 namespace {
 
 constexpr double kNanosPerSecond = 1e9;
-
-QUrl fileUrlFromBytes(const QByteArray& path) {
-    // Percent-encode the bytes themselves: QUrl::fromLocalFile would turn bytes that are not
-    // UTF-8 into replacement characters, and the URL would name another file.
-    return QUrl::fromEncoded("file://" + path.toPercentEncoding("/"), QUrl::StrictMode);
-}
 
 /// Names the folder's `.hidden` file lists, one a line, as file managers read it.
 QSet<QByteArray> hiddenNames(int folder) {
@@ -57,7 +53,7 @@ bool isSpecialFile(mode_t mode) {
 DesktopEntry entryFor(int folder, const QByteArray& folderPath, const char* name) {
     const QByteArray path = folderPath + '/' + name;
     DesktopEntry entry;
-    entry.url = fileUrlFromBytes(path);
+    entry.url = fileUrlFromNativePath(path);
     entry.name = QFile::decodeName(name);
     double modified = 0;
     struct stat info {};

@@ -127,7 +127,8 @@ void FileRow::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void FileRow::mouseMoveEvent(QMouseEvent* event) {
-    if (!m_down) {
+    // Only a drag with the left button, the one that pressed.
+    if (!m_down || !event->buttons().testFlag(Qt::LeftButton)) {
         return;
     }
     const QPointF moved = event->scenePosition() - *m_down;

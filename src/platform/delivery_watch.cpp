@@ -1,14 +1,21 @@
 #include "delivery_watch.h"
 
+#include "file_urls.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <condition_variable>
 #include <dirent.h>
+#include <fcntl.h>
 #include <mutex>
 #include <unistd.h>
 
@@ -37,7 +44,12 @@ QString snapshot(const QString& folder) {
 
 /// Whether any process we may look at holds a file below the folder open.
 bool heldOpen(const QString& folder) {
-    const QByteArray prefix = QFile::encodeName(folder) + '/';
+    // The links in /proc name files by their real paths.
+    std::array<char, PATH_MAX> real{};
+    if (realpath(QFile::encodeName(folder).constData(), real.data()) == nullptr) {
+        return false;
+    }
+    const QByteArray prefix = QByteArray(real.data()) + '/';
     DIR* processes = opendir("/proc");
     if (processes == nullptr) {
         return false;
@@ -53,7 +65,7 @@ bool heldOpen(const QString& folder) {
             continue; // gone, or another user's
         }
         while (const dirent* descriptor = readdir(descriptors)) {
-            std::array<char, 4096> target{};
+            std::array<char, PATH_MAX> target{};
             const QByteArray link = fds + '/' + descriptor->d_name;
             const ssize_t length = readlink(link.constData(), target.data(), target.size() - 1);
             if (length > 0 && QByteArray(target.data(), length).startsWith(prefix)) {
@@ -68,16 +80,27 @@ bool heldOpen(const QString& folder) {
 }
 
 /// The regular files and folders directly in the folder: what a promise may deliver. Links,
-/// pipes and devices that a source might leave are not taken.
-QStringList deliveredItems(const QString& folder) {
-    QStringList items;
-    const QFileInfoList entries = QDir(folder).entryInfoList(
-        QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks,
-        QDir::Name);
-    for (const QFileInfo& entry : entries) {
-        if (entry.isDir() || entry.isFile()) {
-            items.append(entry.filePath());
+/// pipes and devices that a source might leave are not taken. Names stay bytes: a source may
+/// write one that is not UTF-8.
+QList<QUrl> deliveredItems(const QString& folder) {
+    const QByteArray path = QFile::encodeName(folder);
+    QList<QByteArray> names;
+    if (DIR* directory = opendir(path.constData())) {
+        while (const dirent* entry = readdir(directory)) {
+            struct stat info {};
+            const QByteArray name(entry->d_name);
+            if (name != "." && name != ".." &&
+                fstatat(dirfd(directory), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+                (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode))) {
+                names.append(name);
+            }
         }
+        closedir(directory);
+    }
+    std::sort(names.begin(), names.end());
+    QList<QUrl> items;
+    for (const QByteArray& name : names) {
+        items.append(fileUrlFromNativePath(path + '/' + name));
     }
     return items;
 }
@@ -117,7 +140,7 @@ Delivery awaitDelivery(const QString& folder, bool refused, const DeliveryTimes&
         }
         const auto unchanged = Clock::now() - changed;
         if (!now.isEmpty() && unchanged >= seconds(times.quiet) && !heldOpen(folder)) {
-            const QStringList items = deliveredItems(folder);
+            const QList<QUrl> items = deliveredItems(folder);
             if (items.isEmpty()) {
                 return {{}, QStringLiteral("来源程序送来的不是普通文件或文件夹。")};
             }
@@ -127,7 +150,11 @@ Delivery awaitDelivery(const QString& folder, bool refused, const DeliveryTimes&
             return {{}, QStringLiteral("来源程序没能提供这个文件。")};
         }
         if (unchanged >= seconds(times.idleLimit)) {
-            return {{}, QStringLiteral("来源程序在 %1 秒内没有送来文件。").arg(times.idleLimit)};
+            // Something there but still held open is a file the source stopped writing.
+            return {{},
+                    (now.isEmpty() ? QStringLiteral("来源程序在 %1 秒内没有送来文件。")
+                                   : QStringLiteral("来源程序在 %1 秒内没有写完文件。"))
+                        .arg(times.idleLimit)};
         }
     }
     return {{}, QStringLiteral("Verrabel 正在退出，文件没有收完。")};

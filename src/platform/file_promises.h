@@ -3,6 +3,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 
 #include <functional>
 #include <memory>
@@ -14,7 +15,7 @@ namespace verrabel {
 
 /// What arrived for one promised file: the items the source wrote, or why none came.
 struct Delivery {
-    QStringList items;
+    QList<QUrl> items;
     std::optional<QString> error;
 };
 

@@ -52,7 +52,11 @@ QRect QtScreens::toWindowGeometry(const QRectF& frame) const {
 }
 
 QPointF QtPointer::location() const {
-    return coordinates::fromQt(QPointF(QCursor::pos()), primaryGeometry());
+    // The pointer is on a pixel; take the pixel's centre. Its top-left corner would put the
+    // screen's top row exactly on the top edge, which belongs to no rectangle below it: the
+    // shelf would not open for a pointer thrown against the top of the screen.
+    const QPointF centre = QPointF(QCursor::pos()) + QPointF(0.5, 0.5);
+    return coordinates::fromQt(centre, primaryGeometry());
 }
 
 } // namespace verrabel

@@ -2,6 +2,7 @@
 
 #include "main_thread.h"
 
+#include <QDir>
 #include <QFile>
 #include <QGuiApplication>
 #include <QMimeData>
@@ -9,8 +10,10 @@
 
 #include <xcb/xcb.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <map>
 #include <string_view>
 #include <unistd.h>
 
@@ -30,12 +33,21 @@ xcb_connection_t* connection() {
 }
 
 xcb_atom_t atom(xcb_connection_t* x11, std::string_view name) {
+    // Three names, asked for on every drop: one round trip each, once.
+    static std::map<std::string_view, xcb_atom_t> known;
+    if (const auto found = known.find(name); found != known.end()) {
+        return found->second;
+    }
     const XcbReply<xcb_intern_atom_reply_t> reply(
         xcb_intern_atom_reply(
             x11, xcb_intern_atom(x11, 0, static_cast<std::uint16_t>(name.size()), name.data()),
             nullptr),
         &std::free);
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    if (!reply) {
+        return XCB_ATOM_NONE;
+    }
+    known.emplace(name, reply->atom);
+    return reply->atom;
 }
 
 /// One drop's promise: the source window and the name it proposes. Lives only as long as the
@@ -79,6 +91,32 @@ private:
     xcb_window_t m_source;
     QByteArray m_proposed;
 };
+
+/// The source left the writing to us: the bytes go to the name we proposed, in our folder and
+/// nowhere else. A file that cannot be written whole is not left half there.
+void writeOwnFile(const QString& path, const QByteArray& bytes) {
+    const QByteArray native = QFile::encodeName(path);
+    const int fd =
+        open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return;
+    }
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t put = write(fd, bytes.constData() + written, bytes.size() - written);
+        if (put < 0 && errno == EINTR) {
+            continue;
+        }
+        if (put <= 0) {
+            break;
+        }
+        written += put;
+    }
+    close(fd);
+    if (written < bytes.size()) {
+        unlink(native.constData());
+    }
+}
 
 } // namespace
 
@@ -125,20 +163,13 @@ void XdsFilePromises::watch(const QString& folder, bool refused, const QByteArra
     watch.thread = std::jthread([this, &watch, folder, refused, bytes, ownFile,
                                  delivered = std::move(delivered)](const std::stop_token& stop) {
         if (!bytes.isEmpty()) {
-            // The source left the writing to us: the bytes go to the name we proposed, in our
-            // folder and nowhere else.
-            const int fd = open(QFile::encodeName(ownFile).constData(),
-                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-            if (fd >= 0) {
-                const bool written = write(fd, bytes.constData(), bytes.size()) == bytes.size();
-                close(fd);
-                if (!written) {
-                    unlink(QFile::encodeName(ownFile).constData());
-                }
-            }
+            writeOwnFile(ownFile, bytes);
         }
         const Delivery delivery = awaitDelivery(folder, refused, m_times, stop);
-        if (!stop.stop_requested()) {
+        if (stop.stop_requested()) {
+            // Verrabel is quitting: nobody will take what is in the folder.
+            QDir(folder).removeRecursively();
+        } else {
             postToMain(this, [delivered, delivery] { delivered(delivery); });
         }
         watch.done = true;

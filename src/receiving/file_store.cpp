@@ -1,8 +1,8 @@
 #include "file_store.h"
 
-#include <QDir>
+#include "platform/file_urls.h"
+
 #include <QFile>
-#include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <linux/fs.h>
@@ -60,39 +60,77 @@ private:
     int m_fd;
 };
 
-/// The path with symbolic links resolved as far as it exists; as given where it does not.
-QString resolved(const QString& path) {
-    const QByteArray native = QFile::encodeName(path);
-    std::array<char, PATH_MAX> buffer{};
-    if (realpath(native.constData(), buffer.data()) != nullptr) {
-        return QFile::decodeName(buffer.data());
+/// The path without "." and ".." segments or doubled slashes, as bytes.
+QByteArray cleanPath(const QByteArray& path) {
+    QList<QByteArray> parts;
+    for (const QByteArray& part : path.split('/')) {
+        if (part.isEmpty() || part == ".") {
+            continue;
+        }
+        if (part == "..") {
+            if (!parts.isEmpty()) {
+                parts.removeLast();
+            }
+            continue;
+        }
+        parts.append(part);
     }
-    return QDir::cleanPath(path);
+    return '/' + parts.join('/');
+}
+
+QByteArray parentOf(const QByteArray& path) {
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash <= 0 ? QByteArray("/") : path.left(slash);
+}
+
+QByteArray nameOf(const QByteArray& path) {
+    return path.mid(path.lastIndexOf('/') + 1);
+}
+
+/// The path with symbolic links resolved as far as it exists; as given where it does not.
+QByteArray resolved(const QByteArray& path) {
+    std::array<char, PATH_MAX> buffer{};
+    if (realpath(path.constData(), buffer.data()) != nullptr) {
+        return buffer.data();
+    }
+    return cleanPath(path);
 }
 
 /// The candidate names: the item's own, then "base (n).extension" with the standard library's
 /// idea of an extension (".profile" has none; "archive.tar.gz" has ".gz").
 class CandidateNames {
 public:
-    explicit CandidateNames(const QString& name)
-        : m_name(name) {
-        const std::filesystem::path path(name.toStdString());
-        const QString extension = QString::fromStdString(path.extension().string()).mid(1);
-        if (extension.isEmpty()) {
-            m_base = name;
+    explicit CandidateNames(QByteArray name)
+        : m_name(std::move(name)) {
+        const std::filesystem::path path(m_name.toStdString());
+        const std::string extension = path.extension().string();
+        if (extension.size() > 1) {
+            m_base = QByteArray::fromStdString(path.stem().string());
+            m_extension = QByteArray::fromStdString(extension);
         } else {
-            m_base = QString::fromStdString(path.stem().string());
-            m_extension = QLatin1Char('.') + extension;
+            m_base = m_name;
         }
     }
-    [[nodiscard]] QString at(int n) const {
-        return n == 0 ? m_name : m_base + QStringLiteral(" (%1)").arg(n) + m_extension;
+
+    [[nodiscard]] QByteArray at(int n) const {
+        if (n == 0) {
+            return m_name;
+        }
+        const QByteArray suffix = " (" + QByteArray::number(n) + ")" + m_extension;
+        // A long name, Chinese ones most of all at three bytes a character, may not fit once
+        // numbered: shorten the base, never in the middle of a character.
+        qsizetype keep = std::min(m_base.size(), kLongestName - suffix.size());
+        while (keep > 0 && (static_cast<unsigned char>(m_base[keep]) & 0xC0) == 0x80) {
+            --keep;
+        }
+        return m_base.left(std::max<qsizetype>(keep, 0)) + suffix;
     }
 
 private:
-    QString m_name;
-    QString m_base;
-    QString m_extension;
+    static constexpr qsizetype kLongestName = 255;
+    QByteArray m_name;
+    QByteArray m_base;
+    QByteArray m_extension;
 };
 
 /// Removes an entry and, for a folder, everything in it, without following links.
@@ -100,6 +138,9 @@ void removeTree(int folder, const char* name) {
     if (unlinkat(folder, name, 0) == 0 || errno != EISDIR) {
         return;
     }
+    // A folder copied with its original's read-only mode cannot be emptied until it is ours
+    // to write again.
+    fchmodat(folder, name, S_IRWXU, 0);
     const int fd = openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd >= 0) {
         if (DIR* directory = fdopendir(fd)) {
@@ -334,12 +375,21 @@ private:
     static std::optional<FileError> copyLink(int sourceFolder, const char* sourceName,
                                              const struct stat& info, int targetFolder,
                                              const char* targetName) {
-        std::vector<char> target(static_cast<std::size_t>(info.st_size) + 1);
-        const ssize_t length = readlinkat(sourceFolder, sourceName, target.data(), target.size());
-        if (length < 0) {
-            return systemError(errno);
+        // st_size is the target's length on most file systems, 0 on some: grow until it fits.
+        std::vector<char> target(std::max<std::size_t>(static_cast<std::size_t>(info.st_size), 64) +
+                                 1);
+        ssize_t length = 0;
+        for (;;) {
+            length = readlinkat(sourceFolder, sourceName, target.data(), target.size());
+            if (length < 0) {
+                return systemError(errno);
+            }
+            if (static_cast<std::size_t>(length) < target.size()) {
+                break;
+            }
+            target.resize(target.size() * 2);
         }
-        target[std::min(static_cast<std::size_t>(length), target.size() - 1)] = '\0';
+        target[static_cast<std::size_t>(length)] = '\0';
         if (symlinkat(target.data(), targetFolder, targetName) != 0) {
             return systemError(errno);
         }
@@ -389,44 +439,48 @@ int publish(int folder, const QByteArray& temporary, const QByteArray& name) {
 
 } // namespace
 
-CopyResult FileStore::copy(const QString& source, const QString& folder) {
-    const QString item = QDir::cleanPath(source);
-    const QString home = resolved(folder);
-    if (resolved(QFileInfo(item).path()) == home) {
-        return {item, std::nullopt}; // already there
+CopyResult FileStore::copy(const QUrl& source, const QString& folder) {
+    const QByteArray item = cleanPath(nativePathOf(source));
+    const QByteArray destination = QFile::encodeName(folder);
+    const QByteArray home = resolved(destination);
+    if (resolved(parentOf(item)) == home) {
+        return {QFile::decodeName(item), std::nullopt}; // already there
     }
-    const QString original = resolved(item);
-    if (home == original || original == QLatin1String("/") ||
-        home.startsWith(original + QLatin1Char('/'))) {
+    const QByteArray original = resolved(item);
+    if (home == original || original == "/" || home.startsWith(original + '/')) {
         return {{}, verrabelError(kIntoItself, QStringLiteral("不能把文件夹复制到它自己里面。"))};
     }
-    if (!QDir::isAbsolutePath(folder)) {
+    if (!destination.startsWith('/')) {
         return {{}, systemError(ENOENT)};
     }
 
-    const QFileInfo itemInfo(item);
-    const QByteArray nativeName = QFile::encodeName(itemInfo.fileName());
-    const Descriptor parent(
-        open(QFile::encodeName(itemInfo.path()).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor parent(open(parentOf(item).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!parent.valid()) {
         return {{}, systemError(errno)};
     }
-    const Descriptor target(
-        open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor target(open(destination.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!target.valid()) {
         return {{}, systemError(errno)};
     }
-    const CandidateNames names(itemInfo.fileName());
+    const QByteArray name = nameOf(item);
+    const CandidateNames names(name);
     QByteArray temporary;
     for (int n = 0; n < kCandidates; ++n) {
-        const QByteArray candidate = QFile::encodeName(names.at(n));
+        const QByteArray candidate = names.at(n);
         struct stat taken {};
         if (fstatat(target.get(), candidate.constData(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
             continue;
         }
+        if (errno != ENOENT) {
+            const int code = errno;
+            if (!temporary.isEmpty()) {
+                removeTree(target.get(), temporary.constData());
+            }
+            return {{}, systemError(code)};
+        }
         if (temporary.isEmpty()) {
             temporary = newTemporaryName();
-            if (const auto error = Copier().copy(parent.get(), nativeName.constData(), target.get(),
+            if (const auto error = Copier().copy(parent.get(), name.constData(), target.get(),
                                                  temporary.constData())) {
                 removeTree(target.get(), temporary.constData());
                 return {{}, error};
@@ -434,7 +488,7 @@ CopyResult FileStore::copy(const QString& source, const QString& folder) {
         }
         const int published = publish(target.get(), temporary, candidate);
         if (published == 0) {
-            return {QDir(folder).filePath(names.at(n)), std::nullopt};
+            return {QFile::decodeName(destination + '/' + candidate), std::nullopt};
         }
         if (published != EEXIST) {
             removeTree(target.get(), temporary.constData());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -32,13 +33,14 @@ public:
     static constexpr int kTooManyNames = 2;
     static constexpr int kSpecialFile = 3;
 
-    /// Copies `source` into `folder` under its own name or, when that is taken, the first free
-    /// "name (n).ext" for n from 1 to 9999. An item already directly in the folder is not
+    /// Copies the item at the file URL `source` into `folder` under its own name or, when that
+    /// is taken, the first free "name (n).ext" for n from 1 to 9999 (the name shortened, where
+    /// needed, to fit the file system's 255 bytes). An item already directly in the folder is not
     /// copied; its own path comes back. The copy is made under a hidden temporary name and
     /// published with a rename that fails instead of replacing, so a half-made copy never shows
     /// under a real name and two writers never take one name. Folders are copied recursively,
     /// symbolic links as links, with permissions and modification times; holes stay holes.
-    [[nodiscard]] static CopyResult copy(const QString& source, const QString& folder);
+    [[nodiscard]] static CopyResult copy(const QUrl& source, const QString& folder);
 
     /// Removes what copies of an earlier run, since ended, left half-made in `folder`.
     static void removeStaleTemporaries(const QString& folder);

@@ -8,9 +8,6 @@
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
-#include <QDir>
-#include <QFileInfo>
-
 #include <algorithm>
 
 namespace verrabel {
@@ -21,11 +18,10 @@ void ShelfController::importFiles(const QList<QUrl>& urls) {
     fileQueue->submit([this, urls, folder = desktop] {
         QStringList errors;
         for (const QUrl& url : urls) {
-            const QString path = url.toLocalFile();
-            const CopyResult copied = FileStore::copy(path, folder);
+            const CopyResult copied = FileStore::copy(url, folder);
             if (copied.error) {
-                errors.append(QFileInfo(QDir::cleanPath(path)).fileName() + QStringLiteral("：") +
-                              copied.error->description);
+                errors.append(url.adjusted(QUrl::StripTrailingSlash).fileName() +
+                              QStringLiteral("：") + copied.error->description);
             }
         }
         postToMain(this, [this, errors, total = urls.size()] { finish(errors, total); });

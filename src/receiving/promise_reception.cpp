@@ -77,7 +77,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                         if (delivery.error) {
                             reception->errors.append(*delivery.error);
                         }
-                        for (const QString& item : delivery.items) {
+                        for (const QUrl& item : delivery.items) {
                             const CopyResult copied = FileStore::copy(item, desktopFolder);
                             if (copied.error) {
                                 reception->errors.append(copied.error->description);

@@ -11,7 +11,7 @@ namespace verrabel {
 
 namespace {
 
-// AppKit labels keep their text two points in from the frame's edges.
+// Labels keep their text two points in from their frames' edges, as the design draws them.
 constexpr int kLabelInset = 2;
 
 QColor toneColor(const QPalette& palette, Tone tone) {

@@ -25,7 +25,7 @@ namespace {
 
 constexpr int kContentHeight = static_cast<int>(notch::kPanelHeight);
 constexpr double kHoverInterval = 1.0 / 60.0;
-// NSActivityUserInitiatedAllowingIdleSystemSleep: keep the timers prompt, let the system sleep.
+// The activity's kind: work the user asked for, so timers stay prompt; idle sleep still allowed.
 constexpr std::uint64_t kHoverActivityOptions = 0x00EFFFFF;
 
 } // namespace

@@ -95,6 +95,14 @@ TEST_F(Row, DragsOutOnceThePointerHasMovedMoreThanFourPoints) {
 
     send(&row, QEvent::MouseMove, {150, 40}); // the same press never starts a second drag
     EXPECT_EQ(platform.drags.dragged.size(), 1);
+
+    // Only the left button drags, even with a left press remembered from before.
+    send(&row, QEvent::MouseButtonPress, {100, 20});
+    send(&row, QEvent::MouseButtonRelease, {100, 20});
+    QMouseEvent rightDrag(QEvent::MouseMove, {150, 40}, {150, 40}, row.mapToGlobal(QPoint(150, 40)),
+                          Qt::NoButton, Qt::RightButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(&row, &rightDrag);
+    EXPECT_EQ(platform.drags.dragged.size(), 1);
 }
 
 TEST_F(Row, DragsWithoutAController) {

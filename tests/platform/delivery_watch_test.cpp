@@ -53,8 +53,8 @@ TEST_F(DeliveryWatch, WaitsUntilTheSourceHasClosedWhatItWrites) {
 
     const Delivery result = delivery.get();
     EXPECT_FALSE(result.error);
-    ASSERT_EQ(result.items, QStringList{path("entry.bin")});
-    QFile written(result.items.constFirst());
+    ASSERT_EQ(result.items, QList{QUrl::fromLocalFile(path("entry.bin"))});
+    QFile written(result.items.constFirst().toLocalFile());
     ASSERT_TRUE(written.open(QIODevice::ReadOnly));
     EXPECT_EQ(written.readAll(), "first half second half");
 }
@@ -66,7 +66,8 @@ TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourcesAnswer) {
     QFile::link("/etc/hostname", path("a link"));
     const Delivery result = delivery.get();
     EXPECT_FALSE(result.error);
-    EXPECT_EQ(result.items, (QStringList{path("a folder"), path("written anyway.txt")}));
+    EXPECT_EQ(result.items, (QList{QUrl::fromLocalFile(path("a folder")),
+                                   QUrl::fromLocalFile(path("written anyway.txt"))}));
 }
 
 TEST_F(DeliveryWatch, GivesUpOnASourceThatWritesNothing) {

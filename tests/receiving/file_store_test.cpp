@@ -1,3 +1,4 @@
+#include "platform/file_urls.h"
 #include "receiving/file_store.h"
 
 #include <QDir>
@@ -15,6 +16,10 @@
 
 namespace verrabel {
 namespace {
+
+CopyResult copyItem(const QString& path, const QString& folder) {
+    return FileStore::copy(QUrl::fromLocalFile(path), folder);
+}
 
 class FileStoreTest : public ::testing::Test {
 protected:
@@ -53,7 +58,7 @@ protected:
         } else {
             write(path);
         }
-        const CopyResult result = FileStore::copy(path, desktop());
+        const CopyResult result = copyItem(path, desktop());
         EXPECT_FALSE(result.error) << result.error->description.toStdString();
         return QFileInfo(result.path).fileName();
     }
@@ -80,20 +85,40 @@ TEST_F(FileStoreTest, TakesTheFirstFreeNumberedName) {
     write(desktop("a.txt"));
     write(desktop("a (2).txt"));
     EXPECT_EQ(saved("a.txt"), "a (1).txt");
+
+    // 83 Chinese characters and ".txt" are 253 bytes: numbered, the name must be shortened
+    // to fit in 255, and not in the middle of a character.
+    const QString longName = QString(83, QChar(0x6587)) + ".txt";
+    saved(longName);
+    const QString numbered = saved(longName);
+    EXPECT_TRUE(numbered.endsWith(" (1).txt"));
+    EXPECT_LE(numbered.toUtf8().size(), 255);
+    EXPECT_FALSE(numbered.contains(QChar::ReplacementCharacter));
+}
+
+TEST_F(FileStoreTest, NamesThatAreNotUtf8ArriveByteForByte) {
+    const QByteArray name = "caf\xe9.txt";
+    const QByteArray path = QFile::encodeName(source()) + name;
+    ASSERT_EQ(close(creat(path.constData(), 0644)), 0);
+    EXPECT_FALSE(FileStore::copy(fileUrlFromNativePath(path), desktop()).error);
+    struct stat copied {};
+    EXPECT_EQ(lstat((QFile::encodeName(desktop()) + name).constData(), &copied), 0);
+    unlink(path.constData()); // QTemporaryDir cannot remove what QDir cannot name
+    unlink((QFile::encodeName(desktop()) + name).constData());
 }
 
 TEST_F(FileStoreTest, AnItemAlreadyInTheFolderStaysWhereItIs) {
     write(desktop("here.txt"), "mine");
     const QStringList before = desktopNames();
-    CopyResult result = FileStore::copy(desktop("../Desktop/./here.txt"), desktop());
+    CopyResult result = copyItem(desktop("../Desktop/./here.txt"), desktop());
     EXPECT_FALSE(result.error);
     EXPECT_EQ(result.path, desktop("here.txt"));
 
     // Also when the folder is reached through a symbolic link.
     ASSERT_TRUE(QFile::link(desktop(), m_root.filePath("Linked")));
-    result = FileStore::copy(m_root.filePath("Linked/here.txt"), desktop());
+    result = copyItem(m_root.filePath("Linked/here.txt"), desktop());
     EXPECT_FALSE(result.error);
-    result = FileStore::copy(desktop("here.txt"), m_root.filePath("Linked"));
+    result = copyItem(desktop("here.txt"), m_root.filePath("Linked"));
     EXPECT_FALSE(result.error);
     EXPECT_EQ(desktopNames(), before);
 }
@@ -101,13 +126,13 @@ TEST_F(FileStoreTest, AnItemAlreadyInTheFolderStaysWhereItIs) {
 TEST_F(FileStoreTest, NeverCopiesAFolderIntoItself) {
     const FileError intoItself{"Verrabel", 1, "不能把文件夹复制到它自己里面。"};
     ASSERT_TRUE(QDir().mkpath(desktop("inner/deeper")));
-    EXPECT_EQ(FileStore::copy(desktop(), desktop()).error, intoItself);
-    EXPECT_EQ(FileStore::copy(m_root.path(), desktop()).error, intoItself);
-    EXPECT_EQ(FileStore::copy(desktop("inner"), desktop("inner/deeper")).error, intoItself);
+    EXPECT_EQ(copyItem(desktop(), desktop()).error, intoItself);
+    EXPECT_EQ(copyItem(m_root.path(), desktop()).error, intoItself);
+    EXPECT_EQ(copyItem(desktop("inner"), desktop("inner/deeper")).error, intoItself);
 
     // A sibling whose name begins like the destination's is not its parent.
     ASSERT_TRUE(QDir().mkpath(m_root.filePath("Desk")));
-    EXPECT_FALSE(FileStore::copy(m_root.filePath("Desk"), desktop()).error);
+    EXPECT_FALSE(copyItem(m_root.filePath("Desk"), desktop()).error);
     EXPECT_TRUE(QFileInfo(desktop("Desk")).isDir());
 }
 
@@ -123,7 +148,7 @@ TEST(FileStoreNames, GiveOutAfterTenThousand) {
     QTemporaryDir source;
     ASSERT_EQ(close(creat(QFile::encodeName(source.filePath("a.txt")), 0644)), 0);
 
-    const CopyResult result = FileStore::copy(source.filePath("a.txt"), dir.path());
+    const CopyResult result = copyItem(source.filePath("a.txt"), dir.path());
     EXPECT_EQ(result.error, (FileError{"Verrabel", 2, "同名文件过多，无法保存。"}));
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
 }
@@ -135,7 +160,7 @@ TEST_F(FileStoreTest, TwoWritersNeverShareOrOverwriteAName) {
 
     const auto writer = [this] {
         for (int i = 0; i < 200; ++i) {
-            const CopyResult result = FileStore::copy(source("same.bin"), desktop());
+            const CopyResult result = copyItem(source("same.bin"), desktop());
             ASSERT_FALSE(result.error);
         }
     };
@@ -155,19 +180,21 @@ TEST_F(FileStoreTest, TwoWritersNeverShareOrOverwriteAName) {
 TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
     ASSERT_EQ(mkfifo(QFile::encodeName(source("pipe")).constData(), 0644), 0);
     // Opening a FIFO would wait for a writer; the copy must not.
-    const CopyResult pipe = FileStore::copy(source("pipe"), desktop());
+    const CopyResult pipe = copyItem(source("pipe"), desktop());
     ASSERT_TRUE(pipe.error);
     EXPECT_EQ(pipe.error->code, FileStore::kSpecialFile);
     EXPECT_EQ(pipe.error->description, "不能保存特殊文件（管道、套接字或设备）。");
 
-    // A folder whose copy fails halfway: neither the folder nor its temporary remains.
+    // A folder whose copy fails halfway: neither the folder nor its temporary remains, even
+    // with a read-only folder already copied into it.
     ASSERT_TRUE(QDir().mkpath(source("Folder/a")));
     write(source("Folder/a/1.txt"));
+    ASSERT_EQ(chmod(QFile::encodeName(source("Folder/a")).constData(), 0555), 0);
     ASSERT_EQ(mkfifo(QFile::encodeName(source("Folder/z-pipe")).constData(), 0644), 0);
-    EXPECT_TRUE(FileStore::copy(source("Folder"), desktop()).error);
+    EXPECT_TRUE(copyItem(source("Folder"), desktop()).error);
     EXPECT_EQ(desktopNames(), QStringList());
 
-    const CopyResult missing = FileStore::copy(source("missing"), desktop());
+    const CopyResult missing = copyItem(source("missing"), desktop());
     ASSERT_TRUE(missing.error);
     EXPECT_EQ(missing.error->domain, "POSIX");
     EXPECT_EQ(missing.error->code, ENOENT);
@@ -190,7 +217,7 @@ TEST_F(FileStoreTest, CopiesKeepTreesLinksModesTimesAndHoles) {
         utimensat(AT_FDCWD, QFile::encodeName(source("Tree/sub/data.txt")).constData(), old, 0), 0);
     ASSERT_EQ(utimensat(AT_FDCWD, QFile::encodeName(source("Tree")).constData(), old, 0), 0);
 
-    ASSERT_FALSE(FileStore::copy(source("Tree"), desktop()).error);
+    ASSERT_FALSE(copyItem(source("Tree"), desktop()).error);
     EXPECT_EQ(read(desktop("Tree/sub/data.txt")), "payload");
     EXPECT_EQ(QFile::symLinkTarget(desktop("Tree/link")), desktop("Tree/sub/data.txt"));
     EXPECT_TRUE(QFileInfo(desktop("Tree/link")).isSymLink());

@@ -40,7 +40,7 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(name.toUtf8());
         file.close();
-        source.delivered({{path}, std::nullopt});
+        source.delivered({{QUrl::fromLocalFile(path)}, std::nullopt});
     }
     /// Runs the readers and delivers the reports.
     void finishReaders() {

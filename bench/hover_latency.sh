@@ -8,11 +8,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/xsession.sh
 source "$here/../scripts/xsession.sh"
 
-state=$(mktemp -d)
-trap 'xsession_stop; rm -rf "$state"' EXIT
-
-xsession_start 1600x1000
-xsession_home "$state" welcomed
+xsession_for_script 1600x1000 welcomed
 
 xsession_launch "$build/verrabel"
 sleep 1

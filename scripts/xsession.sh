@@ -61,6 +61,15 @@ xsession_home() {
   fi
 }
 
+# For the rest of the calling script: a session of SIZE with a throw-away home (see
+# xsession_home, whose second argument follows), both gone when the script exits.
+xsession_for_script() {
+  XSESSION_STATE=$(mktemp -d)
+  trap 'xsession_stop; rm -rf "$XSESSION_STATE"' EXIT
+  xsession_start "$1"
+  xsession_home "$XSESSION_STATE" "${2:-}"
+}
+
 # Starts a program in the session, to be stopped with it; its PID is in XSESSION_LAST_PID.
 # Its output goes to $XSESSION_LOG when set, else nowhere.
 xsession_launch() {

@@ -9,10 +9,7 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")/../.." && pwd)
 # shellcheck source=scripts/xsession.sh
 source "$here/scripts/xsession.sh"
-state=$(mktemp -d)
-trap 'xsession_stop; rm -rf "$state"' EXIT
-xsession_start 1600x1000
-xsession_home "$state"
+xsession_for_script 1600x1000
 echo "session: DISPLAY=$DISPLAY HOME=$HOME" >&2
 if (($#)); then
   "$@"

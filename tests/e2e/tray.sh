@@ -7,8 +7,16 @@ e2e_begin tray welcomed
 # The docked icon: Verrabel's small window inside the tray host.
 tray_icon() { verrabel_window '(1[6-9]|2[0-9]|3[0-2])x'; }
 tray_docked() { viewable "$(tray_icon)"; }
-# The open menu: a popup of Verrabel's, wider than high.
-menu_open() { xwininfo -root -tree | grep -qE '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' ; }
+# The open menu: a popup of Verrabel's on screen, wider than high, and not the shelf (which
+# exists, unmapped, all the time).
+menu_open() {
+  local window
+  for window in $(xwininfo -root -tree |
+    grep -E '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' | grep -v ' 420x350+' | awk '{print $1}'); do
+    viewable "$window" && return 0
+  done
+  return 1
+}
 open_menu() {
   local geometry x y w h
   geometry=$(xwininfo -id "$(tray_icon)" | awk '/Absolute upper-left X/ {x=$4} /Absolute upper-left Y/ {y=$4} /Width/ {w=$2} /Height/ {h=$2} END {print x, y, w, h}')

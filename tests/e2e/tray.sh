@@ -23,8 +23,7 @@ open_menu() {
   read -r x y w h <<<"$geometry"
   xdotool mousemove $((x + w / 2)) $((y + h / 2))
   # A freshly docked icon may take a moment before it answers clicks.
-  local attempt
-  for attempt in 1 2 3 4 5; do
+  for _ in 1 2 3 4 5; do
     sleep 0.5
     xdotool click 1
     if eventually 1 menu_open; then

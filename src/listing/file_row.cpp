@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "platform/workspace.h"
 #include "shelf/colors.h"
+#include "shelf/controls.h"
 #include "shelf/frames.h"
 #include "shelf/shelf_controller.h"
 
@@ -25,7 +26,6 @@ constexpr double kDragThreshold = 4.0;
 constexpr double kHighlightInset = 2;
 constexpr double kHighlightRadius = 10;
 constexpr double kHighlightAlpha = 0.065;
-constexpr int kLabelInset = 2; // as in the shelf's other labels
 
 QString detailFor(const DesktopEntry& entry) {
     if (entry.isDirectory) {

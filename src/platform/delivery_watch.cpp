@@ -23,8 +23,6 @@ namespace verrabel {
 
 namespace {
 
-constexpr qsizetype kLongestName = 255; // bytes, as file systems allow
-
 using Clock = std::chrono::steady_clock;
 
 /// Everything about the folder's contents that changes while a source writes into it.
@@ -109,7 +107,7 @@ QList<QUrl> deliveredItems(const QString& folder) {
 
 QString safeFileName(const QByteArray& proposed) {
     const QString name = QString::fromUtf8(proposed);
-    const bool plain = !proposed.isEmpty() && proposed.size() <= kLongestName &&
+    const bool plain = !proposed.isEmpty() && proposed.size() <= NAME_MAX &&
                        !proposed.contains('/') && !proposed.contains('\0') && proposed != "." &&
                        proposed != "..";
     return plain ? name : QStringLiteral("未命名文件");

@@ -119,7 +119,7 @@ public:
         const QByteArray suffix = " (" + QByteArray::number(n) + ")" + m_extension;
         // A long name, Chinese ones most of all at three bytes a character, may not fit once
         // numbered: shorten the base, never in the middle of a character.
-        qsizetype keep = std::min(m_base.size(), kLongestName - suffix.size());
+        qsizetype keep = std::min(m_base.size(), qsizetype{NAME_MAX} - suffix.size());
         while (keep > 0 && (static_cast<unsigned char>(m_base[keep]) & 0xC0) == 0x80) {
             --keep;
         }
@@ -127,7 +127,6 @@ public:
     }
 
 private:
-    static constexpr qsizetype kLongestName = 255;
     QByteArray m_name;
     QByteArray m_base;
     QByteArray m_extension;

@@ -11,9 +11,6 @@ namespace verrabel {
 
 namespace {
 
-// Labels keep their text two points in from their frames' edges, as the design draws them.
-constexpr int kLabelInset = 2;
-
 QColor toneColor(const QPalette& palette, Tone tone) {
     return tone == Tone::Secondary ? colors::secondaryLabel(palette) : colors::label(palette);
 }

@@ -7,6 +7,9 @@
 
 namespace verrabel {
 
+/// Labels keep their text two points in from their frames' edges, as the design draws them.
+inline constexpr int kLabelInset = 2;
+
 /// How strongly a text or symbol stands out.
 enum class Tone { Primary, Secondary };
 

@@ -3,7 +3,9 @@
 #include <QString>
 #include <QUrl>
 
+#include <cstdio>
 #include <optional>
+#include <unistd.h>
 
 namespace verrabel {
 
@@ -22,6 +24,13 @@ struct CopyResult {
     std::optional<FileError> error;
 };
 
+/// The calls that give a finished copy its name. File systems differ in which of them they
+/// have (NFS, CIFS and many FUSE mounts lack the no-replace rename); tests stand those in.
+struct PublishCalls {
+    int (*renameat2)(int, const char*, int, const char*, unsigned int) = ::renameat2;
+    int (*linkat)(int, const char*, int, const char*, int) = ::linkat;
+};
+
 /// The only way anything is written into the Desktop: copy an item into a folder under a
 /// name that overwrites nothing. Stateless; callable from any thread, also for one folder
 /// from several threads at once.
@@ -36,13 +45,15 @@ public:
     /// Copies the item at the file URL `source` into `folder` under its own name or, when that
     /// is taken, the first free "name (n).ext" for n from 1 to 9999 (the name shortened, where
     /// needed, to fit the file system's 255 bytes). An item already directly in the folder is not
-    /// copied; its own path comes back. The copy is made under a hidden temporary name and
-    /// published with a rename that fails instead of replacing, so a half-made copy never shows
+    /// copied; its own path comes back. The copy is made under a hidden temporary name and then
+    /// given its name by calls that fail instead of replacing, so a half-made copy never shows
     /// under a real name and two writers never take one name. Folders are copied recursively,
     /// symbolic links as links, with permissions and modification times; holes stay holes.
-    [[nodiscard]] static CopyResult copy(const QUrl& source, const QString& folder);
+    [[nodiscard]] static CopyResult copy(const QUrl& source, const QString& folder,
+                                         const PublishCalls& calls = {});
 
-    /// Removes what copies of an earlier run, since ended, left half-made in `folder`.
+    /// Removes what copies of this user's earlier runs on this machine, since ended, left
+    /// half-made in `folder`. Anything else is left alone, look-alikes included.
     static void removeStaleTemporaries(const QString& folder);
 };
 

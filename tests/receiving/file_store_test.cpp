@@ -153,28 +153,83 @@ TEST(FileStoreNames, GiveOutAfterTenThousand) {
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
 }
 
-TEST_F(FileStoreTest, TwoWritersNeverShareOrOverwriteAName) {
+// File systems without the no-replace rename (NFS, CIFS, FUSE), with and without hard links.
+int renameWithoutNoReplace(int from, const char* fromName, int to, const char* toName,
+                           unsigned int flags) {
+    if ((flags & RENAME_NOREPLACE) != 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    return ::renameat2(from, fromName, to, toName, flags);
+}
+int noRenameAtAll(int /*from*/, const char* /*fromName*/, int /*to*/, const char* /*toName*/,
+                  unsigned int /*flags*/) {
+    errno = EINVAL;
+    return -1;
+}
+int linkNotPermitted(int /*from*/, const char* /*fromName*/, int /*to*/, const char* /*toName*/,
+                     int /*flags*/) {
+    errno = EPERM;
+    return -1;
+}
+int linkNotSupported(int /*from*/, const char* /*fromName*/, int /*to*/, const char* /*toName*/,
+                     int /*flags*/) {
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
+TEST_F(FileStoreTest, TwoWritersNeverShareOrOverwriteANameOnAnyFileSystem) {
     QByteArray content(64 * 1024, Qt::Uninitialized);
     QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(content.data()), content.size() / 4);
     write(source("same.bin"), content);
+    ASSERT_TRUE(QDir().mkpath(source("Album/inner")));
+    write(source("Album/inner/photo.jpg"), content);
 
-    const auto writer = [this] {
-        for (int i = 0; i < 200; ++i) {
-            const CopyResult result = copyItem(source("same.bin"), desktop());
-            ASSERT_FALSE(result.error);
-        }
+    const struct {
+        const char* fileSystem;
+        PublishCalls calls;
+    } cases[] = {
+        {"local", {}},
+        {"hard links only", {renameWithoutNoReplace, ::linkat}},
+        {"no hard links", {renameWithoutNoReplace, linkNotPermitted}},
+        {"hard links unsupported", {renameWithoutNoReplace, linkNotSupported}},
     };
-    std::thread first(writer);
-    std::thread second(writer);
-    first.join();
-    second.join();
+    for (const auto& [fileSystem, calls] : cases) {
+        SCOPED_TRACE(fileSystem);
+        QDir(desktop()).removeRecursively();
+        ASSERT_TRUE(QDir().mkpath(desktop()));
+        const auto writer = [this, &calls] {
+            for (int i = 0; i < 60; ++i) {
+                for (const char* item : {"same.bin", "Album"}) {
+                    const CopyResult result =
+                        FileStore::copy(QUrl::fromLocalFile(source(item)), desktop(), calls);
+                    ASSERT_FALSE(result.error) << result.error->description.toStdString();
+                }
+            }
+        };
+        std::thread first(writer);
+        std::thread second(writer);
+        first.join();
+        second.join();
 
-    const QStringList names = desktopNames();
-    ASSERT_EQ(names.size(), 400);
-    for (const QString& name : names) {
-        ASSERT_FALSE(name.startsWith('.')) << name.toStdString(); // no temporary left
-        ASSERT_EQ(read(desktop(name)), content) << name.toStdString();
+        const QStringList names = desktopNames();
+        ASSERT_EQ(names.size(), 240);
+        for (const QString& name : names) {
+            ASSERT_FALSE(name.startsWith('.')) << name.toStdString(); // no temporary left
+            const QString file = name.startsWith("Album") ? name + "/inner/photo.jpg" : name;
+            ASSERT_EQ(read(desktop(file)), content) << file.toStdString();
+        }
     }
+
+    // Nothing can rename over even our own empty placeholder: folders still arrive, their
+    // contents moved in; a file fails rather than be written where it would show half-made.
+    QDir(desktop()).removeRecursively();
+    ASSERT_TRUE(QDir().mkpath(desktop()));
+    const PublishCalls stuck{noRenameAtAll, linkNotPermitted};
+    EXPECT_FALSE(FileStore::copy(QUrl::fromLocalFile(source("Album")), desktop(), stuck).error);
+    EXPECT_EQ(read(desktop("Album/inner/photo.jpg")), content);
+    EXPECT_TRUE(FileStore::copy(QUrl::fromLocalFile(source("same.bin")), desktop(), stuck).error);
+    EXPECT_EQ(desktopNames(), QStringList{"Album"});
 }
 
 TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
@@ -233,16 +288,55 @@ TEST_F(FileStoreTest, CopiesKeepTreesLinksModesTimesAndHoles) {
     EXPECT_LT(copied.st_blocks * 512, 1 << 20); // holes stayed holes
 }
 
-TEST_F(FileStoreTest, StaleTemporariesOfEndedRunsAreRemoved) {
-    // PID 1 is alive; a PID above the kernel's limit is not.
-    ASSERT_TRUE(QDir().mkpath(desktop(".verrabel-99999999-abc.partial/inside")));
-    write(desktop(".verrabel-1-def.partial"));
-    write(desktop(QStringLiteral(".verrabel-%1-ghi.partial").arg(getpid())));
-    write(desktop(".verrabel-notes"));
+QByteArray seenTemporary;
+int recordAndRefuse(int /*from*/, const char* fromName, int /*to*/, const char* /*toName*/,
+                    unsigned int /*flags*/) {
+    seenTemporary = fromName;
+    errno = EIO;
+    return -1;
+}
+
+TEST_F(FileStoreTest, TheSweepRemovesOnlyWhatEndedRunsOfOursLeft) {
+    // A temporary name as this machine makes them, seen through a publish that fails.
+    write(source("probe"));
+    ASSERT_TRUE(FileStore::copy(QUrl::fromLocalFile(source("probe")), desktop(),
+                                {recordAndRefuse, ::linkat})
+                    .error);
+    const QStringList parts = QString::fromLatin1(seenTemporary).split('-');
+    ASSERT_EQ(parts.size(), 4) << seenTemporary.toStdString();
+    const QString mark = parts[2];
+    const auto name = [](const QString& pid, const QString& space) {
+        return QStringLiteral(".verrabel-%1-%2-k3x9.partial").arg(pid, space);
+    };
+
+    // PIDs above the kernel's limit have ended; PID 1 has not.
+    const QString ended = name("99999999", mark);
+    ASSERT_TRUE(QDir().mkpath(desktop(ended + "/inside")));
+    write(desktop(name("99999998", mark)));
+    const QStringList kept{
+        name("1", mark),
+        name(QString::number(getpid()), mark),
+        name("99999999", mark == "00000000" ? "11111111" : "00000000"), // another host's
+        ".verrabel-99999999-k3x9.partial",
+        name("99999999", mark) + ".bak",
+        name("0099999999", mark),
+        ".verrabel-notes",
+    };
+    for (const QString& look : kept) {
+        write(desktop(look));
+    }
+    if (geteuid() == 0) { // another user's: only root can make one
+        const QString theirs = name("99999997", mark);
+        write(desktop(theirs));
+        ASSERT_EQ(chown(QFile::encodeName(desktop(theirs)).constData(), 12345, 12345), 0);
+        FileStore::removeStaleTemporaries(desktop());
+        EXPECT_TRUE(QFileInfo::exists(desktop(theirs)));
+        QFile::remove(desktop(theirs));
+    }
     FileStore::removeStaleTemporaries(desktop());
-    EXPECT_EQ(desktopNames(), (QStringList{".verrabel-1-def.partial",
-                                           QStringLiteral(".verrabel-%1-ghi.partial").arg(getpid()),
-                                           ".verrabel-notes"}));
+    QStringList expected = kept;
+    expected.sort();
+    EXPECT_EQ(desktopNames(), expected);
 }
 
 } // namespace

@@ -8,5 +8,6 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$build/bench/tick_bench" --benchmark_min_time=0.5
 "$build/bench/listing_bench"
 "$here/hover_latency.sh" "$build"
+"$here/promise_gap.sh" "$build"
 "$here/idle_cpu.sh" "$build/verrabel"
 "$here/copy_speed.sh" "$build"

@@ -13,10 +13,8 @@
 #include <array>
 #include <chrono>
 #include <climits>
-#include <condition_variable>
 #include <dirent.h>
 #include <fcntl.h>
-#include <mutex>
 #include <unistd.h>
 
 namespace verrabel {
@@ -113,23 +111,15 @@ QString safeFileName(const QByteArray& proposed) {
     return plain ? name : QStringLiteral("未命名文件");
 }
 
-Delivery awaitDelivery(const QString& folder, bool refused, const DeliveryTimes& times,
-                       const std::stop_token& stop) {
+Delivery awaitDelivery(const QString& folder, const DeliveryTimes& times,
+                       const std::stop_token& stop, const SourceWait& source) {
     const auto seconds = [](double value) {
         return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(value));
     };
-    std::mutex mutex;
-    std::condition_variable_any sleeper;
     QString last = snapshot(folder);
     Clock::time_point changed = Clock::now();
-    for (;;) {
-        {
-            std::unique_lock lock(mutex);
-            sleeper.wait_for(lock, stop, seconds(times.pollInterval), [] { return false; });
-        }
-        if (stop.stop_requested()) {
-            break;
-        }
+    while (!stop.stop_requested()) {
+        const SourceAnswer answer = source(times.pollInterval, stop);
         const QString now = snapshot(folder);
         if (now != last) {
             last = now;
@@ -137,14 +127,16 @@ Delivery awaitDelivery(const QString& folder, bool refused, const DeliveryTimes&
             continue;
         }
         const auto unchanged = Clock::now() - changed;
-        if (!now.isEmpty() && unchanged >= seconds(times.quiet) && !heldOpen(folder)) {
+        const double quiet = answer == SourceAnswer::Saved ? times.quiet : times.unansweredQuiet;
+        if (!now.isEmpty() && unchanged >= seconds(quiet) && !heldOpen(folder)) {
             const QList<QUrl> items = deliveredItems(folder);
             if (items.isEmpty()) {
                 return {{}, QStringLiteral("来源程序送来的不是普通文件或文件夹。")};
             }
             return {items, std::nullopt};
         }
-        if (now.isEmpty() && refused && unchanged >= seconds(times.afterRefusal)) {
+        if (now.isEmpty() && answer == SourceAnswer::Refused &&
+            unchanged >= seconds(times.afterRefusal)) {
             return {{}, QStringLiteral("来源程序没能提供这个文件。")};
         }
         if (unchanged >= seconds(times.idleLimit)) {

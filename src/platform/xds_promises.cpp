@@ -1,21 +1,19 @@
 #include "xds_promises.h"
 
 #include "main_thread.h"
+#include "xds_exchange.h"
 
+#include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QUrl>
 
 #include <xcb/xcb.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
 #include <map>
 #include <string_view>
-#include <unistd.h>
 
 namespace verrabel {
 
@@ -33,7 +31,7 @@ xcb_connection_t* connection() {
 }
 
 xcb_atom_t atom(xcb_connection_t* x11, std::string_view name) {
-    // Three names, asked for on every drop: one round trip each, once.
+    // Names asked for on every drop: one round trip each, once.
     static std::map<std::string_view, xcb_atom_t> known;
     if (const auto found = known.find(name); found != known.end()) {
         return found->second;
@@ -50,15 +48,14 @@ xcb_atom_t atom(xcb_connection_t* x11, std::string_view name) {
     return reply->atom;
 }
 
-/// One drop's promise: the source window and the name it proposes. Lives only as long as the
-/// drop, since the drop's data is asked for while receiving.
+/// One drop's promise: the source window, the drop's time and the name the source proposes.
 class XdsPromise final : public FilePromise {
 public:
-    XdsPromise(XdsFilePromises& promises, const QMimeData& data, xcb_window_t source,
+    XdsPromise(XdsFilePromises& promises, xcb_window_t source, xcb_timestamp_t time,
                QByteArray proposed)
         : m_promises(promises)
-        , m_data(data)
         , m_source(source)
+        , m_time(time)
         , m_proposed(std::move(proposed)) {}
 
     [[nodiscard]] QStringList fileNames() const override {
@@ -67,63 +64,43 @@ public:
 
     void receive(const QString& folder, Delivered delivered) override {
         const QString target = folder + QLatin1Char('/') + safeFileName(m_proposed);
-        xcb_connection_t* x11 = connection();
-        const QByteArray url = QUrl::fromLocalFile(target).toEncoded();
-        xcb_change_property(x11, XCB_PROP_MODE_REPLACE, m_source, atom(x11, kDirectSave),
-                            atom(x11, "text/plain"), 8, static_cast<std::uint32_t>(url.size()),
-                            url.constData());
-        xcb_flush(x11);
-
-        // Qt fetches selection data synchronously, within the drop, for at most 5 seconds;
-        // a source that has not answered by then may still write the file.
-        const QByteArray answer = m_data.data(QString::fromLatin1(kDirectSave));
-        QByteArray bytes;
-        if (answer == "F") {
-            bytes = m_data.data(QStringLiteral("application/octet-stream"));
-        }
-        m_promises.watch(folder, answer == "E" || (answer == "F" && bytes.isEmpty()), bytes, target,
+        m_promises.watch(folder,
+                         std::make_unique<XdsExchange>(
+                             m_source, m_time, QUrl::fromLocalFile(target).toEncoded(), target),
                          std::move(delivered));
     }
 
 private:
     XdsFilePromises& m_promises;
-    const QMimeData& m_data;
     xcb_window_t m_source;
+    xcb_timestamp_t m_time;
     QByteArray m_proposed;
 };
-
-/// The source left the writing to us: the bytes go to the name we proposed, in our folder and
-/// nowhere else. A file that cannot be written whole is not left half there.
-void writeOwnFile(const QString& path, const QByteArray& bytes) {
-    const QByteArray native = QFile::encodeName(path);
-    const int fd =
-        open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        return;
-    }
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t put = write(fd, bytes.constData() + written, bytes.size() - written);
-        if (put < 0 && errno == EINTR) {
-            continue;
-        }
-        if (put <= 0) {
-            break;
-        }
-        written += put;
-    }
-    close(fd);
-    if (written < bytes.size()) {
-        unlink(native.constData());
-    }
-}
 
 } // namespace
 
 XdsFilePromises::XdsFilePromises(DeliveryTimes times)
-    : m_times(times) {}
+    : m_times(times) {
+    if (xcb_connection_t* x11 = connection()) {
+        m_dropAtom = atom(x11, "XdndDrop");
+        QCoreApplication::instance()->installNativeEventFilter(this);
+    }
+}
 
 XdsFilePromises::~XdsFilePromises() = default;
+
+bool XdsFilePromises::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
+                                        qintptr* /*result*/) {
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
+        const auto* client = static_cast<const xcb_client_message_event_t*>(message);
+        if (client->type == m_dropAtom && client->format == 32) {
+            m_dropSource = client->data.data32[0];
+            m_dropTime = client->data.data32[2];
+        }
+    }
+    return false; // Qt handles the drop itself
+}
 
 bool XdsFilePromises::offers(const QMimeData& data) const {
     return data.hasFormat(QString::fromLatin1(kDirectSave));
@@ -131,20 +108,13 @@ bool XdsFilePromises::offers(const QMimeData& data) const {
 
 QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& data) {
     xcb_connection_t* x11 = connection();
-    if (x11 == nullptr || !offers(data)) {
+    if (x11 == nullptr || !offers(data) || m_dropSource == XCB_NONE) {
         return {};
     }
-    // The drag's source owns the drag's selection, and keeps the proposed name on that window.
-    const XcbReply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(x11, xcb_get_selection_owner(x11, atom(x11, "XdndSelection")),
-                                      nullptr),
-        &std::free);
-    if (!owner || owner->owner == XCB_NONE) {
-        return {};
-    }
+    // The source keeps the name it proposes on its window.
     const XcbReply<xcb_get_property_reply_t> name(
         xcb_get_property_reply(x11,
-                               xcb_get_property(x11, 0, owner->owner, atom(x11, kDirectSave),
+                               xcb_get_property(x11, 0, m_dropSource, atom(x11, kDirectSave),
                                                 XCB_GET_PROPERTY_TYPE_ANY, 0, kLongestProperty),
                                nullptr),
         &std::free);
@@ -153,19 +123,19 @@ QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& 
         proposed = QByteArray(static_cast<const char*>(xcb_get_property_value(name.get())),
                               xcb_get_property_value_length(name.get()));
     }
-    return {std::make_shared<XdsPromise>(*this, data, owner->owner, proposed)};
+    return {std::make_shared<XdsPromise>(*this, m_dropSource, m_dropTime, proposed)};
 }
 
-void XdsFilePromises::watch(const QString& folder, bool refused, const QByteArray& bytes,
-                            const QString& ownFile, FilePromise::Delivered delivered) {
+void XdsFilePromises::watch(const QString& folder, std::unique_ptr<XdsExchange> exchange,
+                            FilePromise::Delivered delivered) {
     m_watches.remove_if([](const Watch& watch) { return watch.done.load(); });
     Watch& watch = m_watches.emplace_back();
-    watch.thread = std::jthread([this, &watch, folder, refused, bytes, ownFile,
+    watch.thread = std::jthread([this, &watch, folder, exchange = std::move(exchange),
                                  delivered = std::move(delivered)](const std::stop_token& stop) {
-        if (!bytes.isEmpty()) {
-            writeOwnFile(ownFile, bytes);
-        }
-        const Delivery delivery = awaitDelivery(folder, refused, m_times, stop);
+        const Delivery delivery = awaitDelivery(
+            folder, m_times, stop, [&exchange](double seconds, const std::stop_token& until) {
+                return exchange->wait(seconds, until);
+            });
         if (stop.stop_requested()) {
             // Verrabel is quitting: nobody will take what is in the folder.
             QDir(folder).removeRecursively();

@@ -3,6 +3,7 @@
 #include "delivery_watch.h"
 #include "file_promises.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QObject>
 
 #include <atomic>
@@ -11,13 +12,17 @@
 
 namespace verrabel {
 
+class XdsExchange;
+
 /// File promises on X11: the X Direct Save protocol (XdndDirectSave0), spoken by archive
 /// managers, image editors and browsers. On a drop the source proposes a name on its window;
 /// we write back the URL of a file inside our folder, ask for the XdndDirectSave0 selection,
 /// and the source writes there and answers "S", "F" (we are to fetch the bytes ourselves) or
-/// "E". What arrives in the folder counts, not the answer: some sources answer "E" for a file
-/// they wrote, or write under a name of their own.
-class XdsFilePromises final : public QObject, public FilePromises {
+/// "E". The answer tells when the folder's content is complete; what arrives in the folder
+/// counts: some sources answer "E" for a file they wrote, or write under a name of their own.
+class XdsFilePromises final : public QObject,
+                              public FilePromises,
+                              private QAbstractNativeEventFilter {
     Q_OBJECT
 public:
     explicit XdsFilePromises(DeliveryTimes times = {});
@@ -28,18 +33,24 @@ public:
     [[nodiscard]] bool offers(const QMimeData& data) const override;
     [[nodiscard]] QList<std::shared_ptr<FilePromise>> receivers(const QMimeData& data) override;
 
-    /// Waits in the background for what arrives in `folder`, after writing `bytes` there as
-    /// `ownFile` when the source left that to us; reports on the main thread.
-    void watch(const QString& folder, bool refused, const QByteArray& bytes, const QString& ownFile,
+    /// Waits in the background for the source's answer and for what arrives in `folder`;
+    /// reports on the main thread.
+    void watch(const QString& folder, std::unique_ptr<XdsExchange> exchange,
                FilePromise::Delivered delivered);
 
 private:
+    /// Notes the source and time of each drop, which the source's answers are asked with.
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
     struct Watch {
         std::atomic<bool> done = false;
         std::jthread thread;
     };
 
     DeliveryTimes m_times;
+    std::uint32_t m_dropAtom = 0;
+    std::uint32_t m_dropSource = 0;
+    std::uint32_t m_dropTime = 0;
     /// Stopped and joined when Verrabel quits; finished ones are dropped as new ones start.
     std::list<Watch> m_watches;
 };

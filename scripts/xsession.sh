@@ -88,6 +88,7 @@ xsession_marked_pids() {
     { mapfile -d '' environment <"/proc/$process/environ"; } 2>/dev/null || continue
     [[ " ${environment[*]} " == *" XSESSION_MARK=$XSESSION_MARK "* ]] && echo "$process"
   done
+  return 0 # whatever the last process was
 }
 
 xsession_stop() {

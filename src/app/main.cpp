@@ -1,5 +1,6 @@
 #include "app/app_delegate.h"
 #include "listing/list_accessibility.h"
+#include "platform/session.h"
 #include "platform/system_platform.h"
 
 #include <QApplication>
@@ -8,7 +9,13 @@
 #include <QTimer>
 #include <QTranslator>
 
+#include <cstdio>
+
 int main(int argc, char* argv[]) {
+    if (const std::optional<QString> problem = verrabel::prepareSession()) {
+        std::fprintf(stderr, "%s\n", problem->toLocal8Bit().constData());
+        return 1;
+    }
     QApplication application(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Verrabel"));
     QApplication::setApplicationName(QStringLiteral("Verrabel"));

@@ -8,6 +8,8 @@
 
 #include <optional>
 
+class QWidget;
+
 namespace verrabel {
 
 /// One screen in global points: origin at the bottom-left corner of the primary screen, y up.
@@ -39,8 +41,13 @@ Q_SIGNALS:
 class Pointer {
 public:
     virtual ~Pointer() = default;
-    /// The pointer location in global points, y up.
-    [[nodiscard]] virtual QPointF location() const = 0;
+    /// The pointer location in global points, y up; none while the display cannot see it (on
+    /// Xwayland: over a native Wayland window or the bare desktop), which is away from all.
+    [[nodiscard]] virtual std::optional<QPointF> location() = 0;
+    /// The zones, in global points, where the pointer's position matters from now on, and the
+    /// panel that hangs in them. Where the display shows the pointer only over windows, a window
+    /// of ours is kept there, just below the panel.
+    virtual void watch(const QList<QRectF>& zones, const QWidget& panel) = 0;
 };
 
 /// Whether a compositing manager draws translucent windows; without one, shapes need a mask.

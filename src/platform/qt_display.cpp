@@ -51,12 +51,15 @@ QRect QtScreens::toWindowGeometry(const QRectF& frame) const {
     return coordinates::toQt(frame, primaryGeometry()).toRect();
 }
 
-QPointF QtPointer::location() const {
+std::optional<QPointF> QtPointer::location() {
+    return pointOfPixel(QCursor::pos());
+}
+
+QPointF pointOfPixel(const QPointF& position) {
     // The pointer is on a pixel; take the pixel's centre. Its top-left corner would put the
     // screen's top row exactly on the top edge, which belongs to no rectangle below it: the
     // shelf would not open for a pointer thrown against the top of the screen.
-    const QPointF centre = QPointF(QCursor::pos()) + QPointF(0.5, 0.5);
-    return coordinates::fromQt(centre, primaryGeometry());
+    return coordinates::fromQt(position + QPointF(0.5, 0.5), primaryGeometry());
 }
 
 } // namespace verrabel

@@ -19,9 +19,14 @@ private:
     void follow(QScreen* screen);
 };
 
+/// The pointer anywhere on an X11 display.
 class QtPointer final : public Pointer {
 public:
-    [[nodiscard]] QPointF location() const override;
+    [[nodiscard]] std::optional<QPointF> location() override;
+    void watch(const QList<QRectF>& /*zones*/, const QWidget& /*panel*/) override {}
 };
+
+/// The global y-up point at the centre of the pixel that Qt's global `position` names.
+[[nodiscard]] QPointF pointOfPixel(const QPointF& position);
 
 } // namespace verrabel

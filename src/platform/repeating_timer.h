@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace verrabel {
 
@@ -14,9 +15,10 @@ public:
     /// Starts firing; the timer is created unscheduled.
     virtual void schedule() = 0;
     /// The step that just ran had nothing to do, and will have nothing to do until the pointer
-    /// leaves `pointer`. Once the pointer has rested there for a moment the timer may stop
-    /// firing; it fires again at once when the pointer moves, then at its interval.
-    virtual void idleAt(const QPointF& pointer) = 0;
+    /// leaves `pointer` (none: away from every window that shows it). Once the pointer has rested
+    /// there for a moment the timer may stop firing; it fires again at once when the pointer
+    /// moves, then at its interval.
+    virtual void idleAt(const std::optional<QPointF>& pointer) = 0;
     /// Ends a pause of idleAt() now: something other than the pointer needs steps again.
     virtual void resume() = 0;
 };

@@ -16,6 +16,7 @@
 #include "x11_motion_watch.h"
 #include "xdg_folders.h"
 #include "xds_promises.h"
+#include "xwayland_pointer.h"
 
 #include <QSettings>
 
@@ -79,13 +80,19 @@ private:
 struct SystemPlatform::Parts {
     XdgFolders folders;
     QtScreens screens;
-    QtPointer pointer;
+    // X11 shows the pointer anywhere, and its RECORD extension hears every motion. Xwayland shows
+    // the pointer only over its own windows: a presence window watches where it matters.
+    std::unique_ptr<XwaylandPointer> xwayland =
+        XwaylandPointer::isXwayland() ? std::make_unique<XwaylandPointer>(screens) : nullptr;
+    QtPointer x11Pointer;
+    X11MotionWatch x11Motion;
+    Pointer& pointer = xwayland ? static_cast<Pointer&>(*xwayland) : x11Pointer;
+    MotionWatch& motion = xwayland ? static_cast<MotionWatch&>(*xwayland) : x11Motion;
     X11Compositor compositor;
     SystemClock clock;
     DesktopWorkspace workspace;
     MessageBoxAlerts alerts;
     ThreadQueueFactory queues;
-    X11MotionWatch motion;
     TimerFdTimerFactory timers{&motion};
     InotifyWatchers watchers;
     ThemeFileIcons icons;

@@ -54,7 +54,7 @@ void TimerFdTimer::schedule() {
                      [this] { fire(); });
 }
 
-void TimerFdTimer::idleAt(const QPointF& pointer) {
+void TimerFdTimer::idleAt(const std::optional<QPointF>& pointer) {
     if (m_napping || !m_notifier || m_motion == nullptr) {
         return;
     }

@@ -25,7 +25,7 @@ public:
     TimerFdTimer& operator=(const TimerFdTimer&) = delete;
 
     void schedule() override;
-    void idleAt(const QPointF& pointer) override;
+    void idleAt(const std::optional<QPointF>& pointer) override;
     void resume() override;
     /// The interval the kernel holds for the timer; zero while it is unscheduled or napping.
     [[nodiscard]] std::chrono::nanoseconds armedInterval() const;
@@ -41,7 +41,7 @@ private:
     MotionWatch* m_motion;
     int m_fd = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    QPointF m_restingAt;
+    std::optional<QPointF> m_restingAt;
     int m_restingSteps = 0;
     bool m_napping = false;
 };

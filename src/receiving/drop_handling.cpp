@@ -24,17 +24,21 @@ QList<QUrl> localFileUrls(const QMimeData* data) {
 
 } // namespace
 
-bool DropView::accepts(const QMimeData* mime) const {
+bool DropView::accepts(const QMimeData* mime) {
     // Web links are URLs too, but nothing that can be copied into a folder.
-    return !localFileUrls(mime).isEmpty() || m_promises.offers(*mime);
+    if (QList<QUrl> files = localFileUrls(mime); !files.isEmpty()) {
+        m_draggedFiles = std::move(files);
+    }
+    return !m_draggedFiles.isEmpty() || m_promises.offers(*mime);
 }
 
-bool DropView::acceptable(const QDropEvent* event) const {
+bool DropView::acceptable(const QDropEvent* event) {
     // Only copy is ever answered; the source's other operations are not looked at.
     return accepts(event->mimeData()) && event->possibleActions().testFlag(Qt::CopyAction);
 }
 
 void DropView::dragEnterEvent(QDragEnterEvent* event) {
+    m_draggedFiles.clear(); // a new drag
     if (!acceptable(event)) {
         event->ignore();
         return;
@@ -80,7 +84,9 @@ void DropView::dropEvent(QDropEvent* event) {
         event->accept();
         return;
     }
-    const QList<QUrl> files = localFileUrls(event->mimeData());
+    // A read that gives nothing at all failed; one that gives only web links did not.
+    const QList<QUrl> files =
+        event->mimeData()->urls().isEmpty() ? m_draggedFiles : localFileUrls(event->mimeData());
     if (files.isEmpty()) {
         // The hint stays: nothing replaced it.
         clearDropState();
@@ -96,6 +102,7 @@ void DropView::dropEvent(QDropEvent* event) {
 }
 
 void DropView::clearDropState() {
+    m_draggedFiles.clear();
     if (owner) {
         owner->receiving = false;
     }

@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QPointer>
 #include <QRegion>
+#include <QUrl>
 #include <QWidget>
 
 class QMimeData;
@@ -47,12 +48,15 @@ protected:
 
 private:
     /// Whether the drag can give local file URLs or file promises.
-    [[nodiscard]] bool accepts(const QMimeData* mime) const;
+    [[nodiscard]] bool accepts(const QMimeData* mime);
     /// Acceptable content, and the source offers a copy.
-    [[nodiscard]] bool acceptable(const QDropEvent* event) const;
+    [[nodiscard]] bool acceptable(const QDropEvent* event);
     void clearDropState();
 
     FilePromises& m_promises;
+    /// The drag's files as read while it moved over the view: some compositors (wlroots) let
+    /// the data be read only then, not once it is dropped.
+    QList<QUrl> m_draggedFiles;
     double m_cornerRadius;
     double m_rimWidth = 0;
     QColor m_rimColor;

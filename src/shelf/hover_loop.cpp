@@ -11,7 +11,6 @@ namespace verrabel {
 namespace {
 
 constexpr double kCollapseDelay = 0.15;
-constexpr double kKeepOpenMargin = 12;
 constexpr double kShowShelfMinimum = 2.0;
 constexpr double kRescanInterval = 2.0;
 
@@ -21,17 +20,17 @@ void ShelfController::tick() {
     if (!screen) {
         return;
     }
-    const QPointF pointer = m_platform.pointer.location();
-    const QRectF hotZone = notch::hotZone(*screen);
+    // A pointer the display cannot see is away from both areas.
+    const std::optional<QPointF> pointer = m_platform.pointer.location();
+    const auto at = [&pointer](const QRectF& area) {
+        return pointer && notch::contains(area, *pointer);
+    };
 
-    if (notch::contains(hotZone, pointer)) {
+    if (at(notch::hotZone(*screen))) {
         outsideSince.reset();
         expandIfCollapsed();
-    } else if (expanded &&
-               !notch::contains(panel->frame().adjusted(-kKeepOpenMargin, -kKeepOpenMargin,
-                                                        kKeepOpenMargin, kKeepOpenMargin),
-                                pointer) &&
-               !exporting && !receiving && busy == 0) {
+    } else if (expanded && !at(notch::keepOpenArea(panel->frame())) && !exporting && !receiving &&
+               busy == 0) {
         if (!outsideSince) {
             outsideSince = m_platform.clock.now();
         }

@@ -54,6 +54,11 @@ QRectF expandedFrame(const ScreenInfo& screen) {
             kPanelHeight};
 }
 
+QRectF keepOpenArea(const QRectF& panelFrame) {
+    return panelFrame.adjusted(-kKeepOpenMargin, -kKeepOpenMargin, kKeepOpenMargin,
+                               kKeepOpenMargin);
+}
+
 bool contains(const QRectF& rect, const QPointF& point) {
     return point.x() >= minX(rect) && point.x() < maxX(rect) && point.y() >= minY(rect) &&
            point.y() < maxY(rect);

@@ -16,6 +16,7 @@ inline constexpr double kHotZoneReach = 12;
 inline constexpr double kPanelWidth = 420;
 inline constexpr double kPanelHeight = 350;
 inline constexpr double kCornerRadius = 22;
+inline constexpr double kKeepOpenMargin = 12;
 
 [[nodiscard]] double notchHeight(const ScreenInfo& screen);
 /// The y of the notch's lower edge.
@@ -27,6 +28,9 @@ inline constexpr double kCornerRadius = 22;
 [[nodiscard]] QRectF hotZone(const ScreenInfo& screen);
 /// The panel hanging from the notch, centred on the screen.
 [[nodiscard]] QRectF expandedFrame(const ScreenInfo& screen);
+
+/// Where the pointer keeps the expanded shelf open: the panel's frame and a margin around it.
+[[nodiscard]] QRectF keepOpenArea(const QRectF& panelFrame);
 
 /// Containment with the minimum edges inside and the maximum edges outside.
 [[nodiscard]] bool contains(const QRectF& rect, const QPointF& point);

@@ -31,8 +31,10 @@ void ShelfController::layout() {
     if (!screen) {
         return;
     }
+    const QRectF hotZone = notch::hotZone(*screen);
     if (!expanded) {
         panel->orderOut();
+        m_platform.pointer.watch({hotZone}, *panel);
         return;
     }
     panel->setFrame(notch::expandedFrame(*screen));
@@ -41,6 +43,7 @@ void ShelfController::layout() {
     content->setHidden(false);
     root->setCornerRadius(notch::kCornerRadius);
     panel->orderFrontRegardless();
+    m_platform.pointer.watch({hotZone, notch::keepOpenArea(panel->frame())}, *panel);
 }
 
 } // namespace verrabel

@@ -100,6 +100,19 @@ TEST_F(Drop, ADropWithoutFilesFailsAndKeepsTheHint) {
     EXPECT_EQ(shelf.message->text(), "松手即可存到桌面");
 }
 
+TEST_F(Drop, ADropWhoseDataCannotBeReadTakesWhatTheDragGave) {
+    // wlroots hands the data over while the drag moves, not once it is dropped.
+    send(QEvent::DragEnter, file.get());
+    const QMimeData unreadable;
+    EXPECT_TRUE(send(QEvent::Drop, &unreadable));
+    EXPECT_EQ(shelf.busy, 1);
+
+    // What a drag gave is not kept for the next one.
+    send(QEvent::DragLeave, nullptr);
+    EXPECT_FALSE(send(QEvent::Drop, &unreadable));
+    EXPECT_EQ(shelf.busy, 1);
+}
+
 TEST_F(Drop, WithoutTheControllerTheViewStillAnswersButTakesNothing) {
     shelf.root->owner = nullptr;
     EXPECT_TRUE(send(QEvent::DragEnter, file.get()));

@@ -29,7 +29,7 @@ protected:
     ManualQueue& scans() const { return platform.queues.queue(QStringLiteral("Verrabel.scan")); }
     void settle() { platform.finishScans(); }
     /// One timer step, `seconds` after the previous one, with the pointer at `pointer`.
-    void step(QPointF pointer, double seconds = kTick) {
+    void step(std::optional<QPointF> pointer, double seconds = kTick) {
         platform.pointer.point = pointer;
         platform.clock.advance(seconds);
         platform.timers.last->fire();
@@ -100,6 +100,20 @@ TEST_F(HoverLoop, CollapsesAtTheFirstStepMoreThanFifteenHundredthsAway) {
     step(kFarAway, 0.1);
     step(kFarAway, 0.1);
     EXPECT_TRUE(shelf->expanded);
+
+    // A pointer the display cannot see (on Xwayland, over a native window) is away.
+    step(std::nullopt);
+    step(std::nullopt, 0.2);
+    EXPECT_FALSE(shelf->expanded);
+}
+
+TEST_F(HoverLoop, TheDisplayLearnsWhereThePointerMatters) {
+    const QRectF hotZone(665, 948, 270, 52);
+    EXPECT_EQ(platform.pointer.zones, QList{hotZone});
+    open();
+    EXPECT_EQ(platform.pointer.zones, (QList{hotZone, QRectF(578, 598, 444, 374)}));
+    stay(kFarAway, 0.2);
+    EXPECT_EQ(platform.pointer.zones, QList{hotZone});
 }
 
 TEST_F(HoverLoop, StaysOpenOverThePanelAndWithinTwelvePointsOfIt) {
@@ -113,10 +127,10 @@ TEST_F(HoverLoop, StaysOpenOverThePanelAndWithinTwelvePointsOfIt) {
     }
     // From the notch straight down into the panel: never a step outside both areas.
     for (double y = 999; y > 700; y -= 7) {
-        step({800, y});
+        step(QPointF(800, y));
         ASSERT_FALSE(shelf->outsideSince) << y;
     }
-    step({577.9, 800});
+    step(QPointF(577.9, 800));
     EXPECT_TRUE(shelf->outsideSince);
 }
 

@@ -43,8 +43,10 @@ public:
 
 class FakePointer final : public Pointer {
 public:
-    QPointF point{-1000, -1000};
-    [[nodiscard]] QPointF location() const override { return point; }
+    std::optional<QPointF> point{QPointF(-1000, -1000)};
+    QList<QRectF> zones;
+    [[nodiscard]] std::optional<QPointF> location() override { return point; }
+    void watch(const QList<QRectF>& watched, const QWidget& /*panel*/) override { zones = watched; }
 };
 
 class FakeCompositor final : public Compositor {
@@ -106,10 +108,10 @@ public:
     std::function<void()> onFire;
     bool scheduled = false;
     int idleSteps = 0;
-    QPointF idlePoint;
+    std::optional<QPointF> idlePoint;
     int resumes = 0;
     void schedule() override { scheduled = true; }
-    void idleAt(const QPointF& pointer) override {
+    void idleAt(const std::optional<QPointF>& pointer) override {
         ++idleSteps;
         idlePoint = pointer;
     }

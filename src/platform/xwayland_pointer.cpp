@@ -1,0 +1,327 @@
+#include "xwayland_pointer.h"
+
+#include "qt_display.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSocketNotifier>
+#include <QWidget>
+
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace verrabel {
+
+namespace {
+
+template <typename T>
+using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
+
+// Answering a drag: "not taken", and send every move, not only those leaving a rectangle.
+constexpr std::uint32_t kNotTakenSendMoves = 0x2;
+// The window reaches this far beyond the zones, so that the pointer is seen on its way out:
+// there it is outside them, as far as the hover loop can tell. A compositor may miss telling
+// that the pointer left the window (kwin, through an edge); its last position is then there.
+constexpr int kSeenLeaving = 16;
+constexpr std::chrono::seconds kRestAfterDrop{2};
+
+xcb_visualid_t argbVisual(const xcb_screen_t* screen) {
+    for (auto depths = xcb_screen_allowed_depths_iterator(screen); depths.rem != 0;
+         xcb_depth_next(&depths)) {
+        if (depths.data->depth != 32) {
+            continue;
+        }
+        for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem != 0;
+             xcb_visualtype_next(&visuals)) {
+            if (visuals.data->_class == XCB_VISUAL_CLASS_TRUE_COLOR) {
+                return visuals.data->visual_id;
+            }
+        }
+    }
+    return XCB_NONE;
+}
+
+double pixelRatio() {
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    return primary != nullptr ? primary->devicePixelRatio() : 1.0;
+}
+
+} // namespace
+
+XwaylandPointer::XwaylandPointer(const Screens& screens)
+    : m_screens(screens)
+    , m_x(xcb_connect(nullptr, nullptr)) {
+    if (xcb_connection_has_error(m_x) != 0) {
+        return;
+    }
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+    m_root = screen->root;
+    // Transparent wherever it is: 32-bit colour with alpha, a background of all zeros.
+    const xcb_visualid_t visual = argbVisual(screen);
+    const xcb_colormap_t colormap = xcb_generate_id(m_x);
+    xcb_create_colormap(m_x, XCB_COLORMAP_ALLOC_NONE, colormap, m_root, visual);
+    m_window = xcb_generate_id(m_x);
+    const std::array<std::uint32_t, 5> values{
+        0, 0, 1, XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW, colormap};
+    xcb_create_window(m_x, 32, m_window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
+                          XCB_CW_EVENT_MASK | XCB_CW_COLORMAP,
+                      values.data());
+    const std::uint32_t version = 5;
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, atom("XdndAware"), XCB_ATOM_ATOM, 32,
+                        1, &version);
+    constexpr std::string_view kClass("verrabel-presence\0Verrabel\0", 27);
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        kClass.size(), kClass.data());
+    xcb_flush(m_x);
+
+    m_notifier =
+        std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(m_x), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
+                     [this] { readEvents(); });
+    QCoreApplication::instance()->installNativeEventFilter(this);
+}
+
+XwaylandPointer::~XwaylandPointer() {
+    m_notifier.reset();
+    xcb_disconnect(m_x);
+}
+
+bool XwaylandPointer::isXwayland() {
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr) {
+        return false;
+    }
+    // Xwayland names its outputs XWAYLAND0, XWAYLAND1...; from version 23.1 it also has an
+    // extension of that name.
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    if (std::any_of(screens.begin(), screens.end(), [](const QScreen* screen) {
+            return screen->name().startsWith(QLatin1String("XWAYLAND"));
+        })) {
+        return true;
+    }
+    constexpr std::string_view kName = "XWAYLAND";
+    const XcbReply<xcb_query_extension_reply_t> extension(
+        xcb_query_extension_reply(
+            x11->connection(), xcb_query_extension(x11->connection(), kName.size(), kName.data()),
+            nullptr),
+        &std::free);
+    return extension && extension->present != 0;
+}
+
+std::optional<QPointF> XwaylandPointer::location() {
+    if (m_dropped && std::chrono::steady_clock::now() - *m_dropped > kRestAfterDrop) {
+        m_dragAt.reset();
+        m_dropped.reset();
+    }
+    if (m_dragAt) {
+        return pointOf(*m_dragAt);
+    }
+    if (m_over == XCB_NONE) {
+        return std::nullopt; // over no window of ours: whatever the server says, it is away
+    }
+    const XcbReply<xcb_query_pointer_reply_t> pointer(
+        xcb_query_pointer_reply(m_x, xcb_query_pointer(m_x, m_root), nullptr), &std::free);
+    // Events that came in while waiting are in xcb's queue now, where no notifier sees them.
+    readEvents();
+    if (!pointer || m_over == XCB_NONE) {
+        return std::nullopt;
+    }
+    return pointOf(QPoint(pointer->root_x, pointer->root_y));
+}
+
+void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
+    if (m_window == XCB_NONE || zones.isEmpty()) {
+        return;
+    }
+    const double ratio = pixelRatio();
+    const auto pixels = [ratio, this](const QRectF& zone) {
+        const QRect geometry = m_screens.toWindowGeometry(zone);
+        return QRect(QPoint(qRound(geometry.x() * ratio), qRound(geometry.y() * ratio)),
+                     QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio)))
+            .adjusted(-kSeenLeaving, -kSeenLeaving, kSeenLeaving, kSeenLeaving);
+    };
+    QRect bounds;
+    for (const QRectF& zone : zones) {
+        bounds |= pixels(zone);
+    }
+    const std::array<std::uint32_t, 4> geometry{
+        static_cast<std::uint32_t>(bounds.x()), static_cast<std::uint32_t>(bounds.y()),
+        static_cast<std::uint32_t>(bounds.width()), static_cast<std::uint32_t>(bounds.height())};
+    xcb_configure_window(m_x, m_window,
+                         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
+                             XCB_CONFIG_WINDOW_HEIGHT,
+                         geometry.data());
+    // The window takes the pointer around the zones only, not in the corners of their bounds.
+    std::vector<xcb_rectangle_t> shape;
+    for (const QRectF& zone : zones) {
+        const QRect rect = pixels(zone).translated(-bounds.topLeft());
+        shape.push_back({static_cast<std::int16_t>(rect.x()), static_cast<std::int16_t>(rect.y()),
+                         static_cast<std::uint16_t>(rect.width()),
+                         static_cast<std::uint16_t>(rect.height())});
+    }
+    for (const xcb_shape_kind_t kind : {XCB_SHAPE_SK_BOUNDING, XCB_SHAPE_SK_INPUT}) {
+        xcb_shape_rectangles(m_x, XCB_SHAPE_SO_SET, kind, XCB_CLIP_ORDERING_UNSORTED, m_window, 0,
+                             0, static_cast<std::uint32_t>(shape.size()), shape.data());
+    }
+    const auto panelWindow = static_cast<std::uint32_t>(panel.winId());
+    if (panelWindow != m_panelWindow) {
+        // The pointer over the panel counts too: watch its crossings on our connection as well.
+        m_panelWindow = panelWindow;
+        const std::uint32_t crossings = XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW;
+        xcb_change_window_attributes(m_x, m_panelWindow, XCB_CW_EVENT_MASK, &crossings);
+    }
+    xcb_map_window(m_x, m_window);
+    // Just below the panel while it is shown, so that the panel takes its own pointer; else on
+    // top of everything.
+    if (panel.isVisible()) {
+        const std::array<std::uint32_t, 2> below{panelWindow, XCB_STACK_MODE_BELOW};
+        xcb_configure_window(
+            m_x, m_window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, below.data());
+    } else {
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(m_x, m_window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    }
+    xcb_flush(m_x);
+}
+
+bool XwaylandPointer::awaitMotion(std::function<void()> onMotion) {
+    if (m_window == XCB_NONE) {
+        return false;
+    }
+    m_onArrival = std::move(onMotion);
+    return true;
+}
+
+void XwaylandPointer::cancel() {
+    m_onArrival = nullptr;
+}
+
+void XwaylandPointer::readEvents() {
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_x)) {
+        handle(event);
+        std::free(event);
+    }
+    if (xcb_connection_has_error(m_x) != 0) {
+        m_notifier.reset();
+        arrived(); // whoever waits must not wait forever
+    }
+}
+
+void XwaylandPointer::handle(const void* event) {
+    switch (static_cast<const xcb_generic_event_t*>(event)->response_type & 0x7f) {
+    case XCB_ENTER_NOTIFY:
+    case XCB_LEAVE_NOTIFY:
+        crossed(*static_cast<const xcb_enter_notify_event_t*>(event));
+        break;
+    case XCB_CLIENT_MESSAGE:
+        dragMessage(event);
+        break;
+    default:
+        break;
+    }
+}
+
+void XwaylandPointer::crossed(const xcb_enter_notify_event_t& crossing) {
+    // Grabs (a menu, a drag out) move no pointer: the crossings they cause say nothing.
+    if (crossing.mode != XCB_NOTIFY_MODE_NORMAL) {
+        return;
+    }
+    if ((crossing.response_type & 0x7f) == XCB_LEAVE_NOTIFY) {
+        if (crossing.event == m_over) {
+            m_over = XCB_NONE;
+        }
+        return;
+    }
+    m_over = crossing.event;
+    m_dragAt.reset(); // the pointer moves by itself: no drag goes on
+    m_dropped.reset();
+    arrived();
+}
+
+void XwaylandPointer::dragMessage(const void* message) {
+    const auto* drag = static_cast<const xcb_client_message_event_t*>(message);
+    const std::uint32_t type = drag->type;
+    if (type == atom("XdndPosition")) {
+        const std::uint32_t at = drag->data.data32[2];
+        m_dragAt = QPoint(static_cast<int>(at >> 16), static_cast<int>(at & 0xffff));
+        m_dragOver = drag->window;
+        m_dropped.reset();
+        if (drag->window == m_window) {
+            replyToDrag(drag->data.data32[0], "XdndStatus", kNotTakenSendMoves);
+        }
+        arrived();
+    } else if (type == atom("XdndDrop")) {
+        // The pointer now rests where it dropped, until it is seen again: a compositor may tell
+        // of it only once it moves (wlroots, which also sends a leave after the drop), or not
+        // at all while it moves over windows of other clients. So for a moment only.
+        m_dropped = std::chrono::steady_clock::now();
+        if (drag->window == m_window) {
+            replyToDrag(drag->data.data32[0], "XdndFinished", 0);
+        }
+    } else if (type == atom("XdndLeave") && drag->window == m_dragOver && !m_dropped) {
+        m_dragAt.reset();
+    }
+}
+
+bool XwaylandPointer::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
+                                        qintptr* /*result*/) {
+    // Drags over the panel come to Qt's connection.
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
+        static_cast<const xcb_client_message_event_t*>(message)->window == m_panelWindow) {
+        dragMessage(message);
+    }
+    return false;
+}
+
+void XwaylandPointer::replyToDrag(std::uint32_t source, const char* type, std::uint32_t flags) {
+    xcb_client_message_event_t reply{};
+    reply.response_type = XCB_CLIENT_MESSAGE;
+    reply.format = 32;
+    reply.window = source;
+    reply.type = atom(type);
+    reply.data.data32[0] = m_window;
+    reply.data.data32[1] = flags;
+    xcb_send_event(m_x, 0, source, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&reply));
+    xcb_flush(m_x);
+}
+
+void XwaylandPointer::arrived() {
+    if (auto onArrival = std::exchange(m_onArrival, nullptr)) {
+        onArrival();
+    }
+}
+
+QPointF XwaylandPointer::pointOf(const QPoint& pixel) const {
+    return pointOfPixel(QPointF(pixel) / pixelRatio());
+}
+
+std::uint32_t XwaylandPointer::atom(const char* name) const {
+    // A handful of names, each asked for once.
+    static std::map<std::string, xcb_atom_t> known;
+    if (const auto found = known.find(name); found != known.end()) {
+        return found->second;
+    }
+    const XcbReply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(
+            m_x, xcb_intern_atom(m_x, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+            nullptr),
+        &std::free);
+    const xcb_atom_t value = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    known.emplace(name, value);
+    return value;
+}
+
+} // namespace verrabel

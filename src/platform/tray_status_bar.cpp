@@ -2,50 +2,118 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QWidget>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string_view>
 
 namespace verrabel {
 
 namespace {
+
 constexpr int kTrayPollMilliseconds = 2000;
+constexpr int kBusTimeoutMilliseconds = 500;
+
+template <typename T>
+using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
+
+bool statusNotifierHostRegistered() {
+    const QString watcher = QStringLiteral("org.kde.StatusNotifierWatcher");
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.interface()->isServiceRegistered(watcher)) {
+        return false;
+    }
+    QDBusMessage ask = QDBusMessage::createMethodCall(
+        watcher, QStringLiteral("/StatusNotifierWatcher"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    ask << watcher << QStringLiteral("IsStatusNotifierHostRegistered");
+    const QDBusMessage answer = bus.call(ask, QDBus::Block, kBusTimeoutMilliseconds);
+    return answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty() &&
+           answer.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+}
+
+bool x11TrayRunning() {
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr) {
+        return false;
+    }
+    xcb_connection_t* connection = x11->connection();
+    constexpr std::string_view kSelection = "_NET_SYSTEM_TRAY_S0";
+    const XcbReply<xcb_intern_atom_reply_t> atom(
+        xcb_intern_atom_reply(connection,
+                              xcb_intern_atom(connection, 0,
+                                              static_cast<std::uint16_t>(kSelection.size()),
+                                              kSelection.data()),
+                              nullptr),
+        &std::free);
+    if (!atom) {
+        return false;
+    }
+    const XcbReply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom),
+                                      nullptr),
+        &std::free);
+    return owner && owner->owner != XCB_NONE;
+}
+
+/// Whether a tray would show an icon now. Asked of D-Bus and the X server each time: Qt asks
+/// D-Bus only once and keeps the answer, so a bar started after Verrabel would never get one.
+bool trayAvailable() {
+    return statusNotifierHostRegistered() || x11TrayRunning();
+}
+
 } // namespace
 
 TrayStatusItem::TrayStatusItem() {
+    m_trayPoll.setInterval(kTrayPollMilliseconds);
+    connect(&m_trayPoll, &QTimer::timeout, this, &TrayStatusItem::dockWhenTrayAppears);
+    m_trayPoll.start();
+    dockWhenTrayAppears();
+}
+
+void TrayStatusItem::setImage(const QIcon& image, const QString& accessibilityDescription) {
+    m_image = image;
+    m_description = accessibilityDescription;
+    if (m_icon) {
+        m_icon->setIcon(image);
+        m_icon->show();
+        nameTrayWindow();
+    }
+}
+
+void TrayStatusItem::setMenu(std::unique_ptr<QMenu> menu) {
+    m_menu = std::move(menu);
+    if (m_icon) {
+        m_icon->setContextMenu(m_menu.get());
+    }
+}
+
+void TrayStatusItem::dockWhenTrayAppears() {
+    if (!trayAvailable()) {
+        return;
+    }
+    m_trayPoll.stop();
+    // Qt chooses between a StatusNotifierItem and an X11 tray icon once, when the first icon is
+    // made: only now that a tray is there.
+    m_icon = std::make_unique<QSystemTrayIcon>();
     // A plain click opens the menu too, not only the context click.
-    connect(&m_icon, &QSystemTrayIcon::activated, this,
+    connect(m_icon.get(), &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
                 if (reason == QSystemTrayIcon::Trigger && m_menu) {
                     m_menu->popup(QCursor::pos());
                 }
             });
-    m_trayPoll.setInterval(kTrayPollMilliseconds);
-    connect(&m_trayPoll, &QTimer::timeout, this, &TrayStatusItem::dockWhenTrayAppears);
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        m_trayPoll.start();
+    m_icon->setContextMenu(m_menu.get());
+    if (!m_image.isNull()) {
+        setImage(m_image, m_description);
     }
-}
-
-void TrayStatusItem::setImage(const QIcon& image, const QString& accessibilityDescription) {
-    m_icon.setIcon(image);
-    m_description = accessibilityDescription;
-    m_icon.show();
-    nameTrayWindow();
-}
-
-void TrayStatusItem::setMenu(std::unique_ptr<QMenu> menu) {
-    m_menu = std::move(menu);
-    m_icon.setContextMenu(m_menu.get());
-}
-
-void TrayStatusItem::dockWhenTrayAppears() {
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        return;
-    }
-    m_trayPoll.stop();
-    // Qt docks an icon only when it is shown: show it again now that a tray exists.
-    m_icon.hide();
-    m_icon.show();
-    nameTrayWindow();
 }
 
 void TrayStatusItem::nameTrayWindow() {

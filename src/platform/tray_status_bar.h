@@ -9,7 +9,8 @@
 
 namespace verrabel {
 
-/// A status item in the system tray. Without a tray host it waits for one to appear and
+/// A status item in the system tray: a StatusNotifierItem where a host serves them (KDE,
+/// waybar), else an icon docked in an X11 tray. Without either it waits for one to appear and
 /// docks then, without a restart.
 class TrayStatusItem final : public QObject, public StatusItem {
     Q_OBJECT
@@ -25,7 +26,9 @@ private:
     void nameTrayWindow();
 
     std::unique_ptr<QMenu> m_menu;
-    QSystemTrayIcon m_icon;
+    /// Made once a tray is there.
+    std::unique_ptr<QSystemTrayIcon> m_icon;
+    QIcon m_image;
     QString m_description;
     QTimer m_trayPoll;
 };

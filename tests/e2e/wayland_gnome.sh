@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# In a GNOME Wayland session (mutter, nested), Verrabel on Xwayland: the shelf comes down at the
+# top centre, stays within 12 points of it, goes when the pointer moves onto a native window,
+# opens under a drag from a native file manager and takes its drop, and gives rows to X11
+# applications.
+source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/wayland.sh"
+e2e_begin wayland_gnome welcomed
+wayland_mutter_start
+
+mkdir -p "$HOME/native" "$HOME/Target"
+echo "from a native window" >"$HOME/native/native.txt"
+echo "stays on the Desktop" >"$E2E_DESKTOP/keep.txt"
+outer xdotool mousemove 100 990
+# A 700x450 thunar opens at (99, 8); its first icon is at (317, 180).
+wayland_thunar_size 700 450
+wayland_until_drawn 449 300 wayland_native thunar "$HOME/native"
+wayland_launch
+sleep 1
+expect "collapsed after start" shelf_hidden
+
+# Nested mutter passes xdotool's jumps on only when they land in another window (the real
+# pointer's moves always): each point is reached from the panel, or from outside.
+outer xdotool mousemove 800 0
+expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
+# The panel covers x 590..1009, y 25..374; 12 points around it keep it open.
+for point in "581 200" "1018 200" "800 384" "700 3"; do
+  outer xdotool mousemove 800 200
+  sleep 0.2
+  # shellcheck disable=SC2086
+  outer xdotool mousemove $point
+  sleep 0.5
+  expect "it stays with the pointer at $point" shelf_mapped
+done
+outer xdotool mousemove 800 200
+outer xdotool mousemove 800 395
+expect "further off, it goes" eventually 1 shelf_hidden
+outer xdotool mousemove 800 3
+expect "down again" eventually 1 shelf_mapped
+outer xdotool mousemove 300 300
+expect "onto a native window, it goes" eventually 1 shelf_hidden
+
+outer xdotool mousemove 100 990
+outer drag_start 317 180
+outer drag_steps 332 180 800 5
+expect "a drag from native thunar to the top centre brings the shelf down" eventually 1 shelf_mapped
+outer drag_steps 800 5 800 200
+outer drag_end 800 200
+expect "the dropped file is saved on the Desktop" eventually 5 desktop_has native.txt
+sleep 1
+expect "the shelf stays under the pointer that dropped" shelf_mapped
+
+# X11 applications take rows: pcmanfm on Xwayland.
+wayland_exec pcmanfm --new-win "$HOME/Target"
+place_window '^Target$' 850 500 700 450
+outer xdotool mousemove 800 3
+expect "the shelf is there" eventually 1 shelf_mapped
+outer drag "$FIRST_ROW_X" "$FIRST_ROW_Y" 1200 800
+expect "a row dragged into an X11 file manager is copied" eventually 5 test -e "$HOME/Target/keep.txt"

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# In a sway session (wlroots, nested), Verrabel on Xwayland: the shelf comes down at the top
+# centre and goes; a drop from a native file manager lands, although wlroots hands its data over
+# only while the drag moves; and the tray item is in waybar, started after Verrabel, as a
+# StatusNotifierItem whose menu shows the shelf.
+source "$(dirname "$0")/lib.sh"
+source "$(dirname "$0")/wayland.sh"
+e2e_begin wayland_sway welcomed
+wayland_sway_start
+
+mkdir -p "$HOME/native" "$XDG_CONFIG_HOME/waybar"
+echo "from a native window" >"$HOME/native/from-native.txt"
+echo '{ "position": "bottom", "height": 26, "modules-right": ["tray"] }' \
+  >"$XDG_CONFIG_HOME/waybar/config"
+wayland_own "$HOME/native" "$XDG_CONFIG_HOME"
+outer xdotool mousemove 100 990
+# Its first icon is at (336, 560).
+wayland_place 'app_id="thunar"' 100 450 700 450
+wayland_native thunar "$HOME/native"
+expect "a native thunar" eventually 10 wayland_window 'app_id="thunar"'
+wayland_launch
+sleep 1
+expect "collapsed after start" shelf_hidden
+
+outer xdotool mousemove 800 0
+expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
+for point in "581 200" "1018 200" "800 384" "700 3"; do
+  # shellcheck disable=SC2086
+  outer xdotool mousemove $point
+  sleep 0.5
+  expect "it stays with the pointer at $point" shelf_mapped
+done
+outer xdotool mousemove 800 395
+expect "further off, it goes" eventually 1 shelf_hidden
+outer xdotool mousemove 800 3
+expect "down again" eventually 1 shelf_mapped
+outer xdotool mousemove 300 700
+expect "onto a native window, it goes" eventually 1 shelf_hidden
+
+outer drag_start 336 560
+outer drag_steps 351 560 800 5
+expect "a drag from native thunar to the top centre brings the shelf down" eventually 1 shelf_mapped
+outer drag_steps 800 5 800 200
+outer drag_end 800 200
+expect "the dropped file is saved on the Desktop" eventually 5 desktop_has from-native.txt
+
+# The tray: a StatusNotifierItem in waybar, whose exported menu works as the X11 one does.
+wayland_exec waybar
+session_bus() {
+  runuser -u "$WAYLAND_USER" -- env DBUS_SESSION_BUS_ADDRESS="$(tr '\0' '\n' <"/proc/$E2E_APP/environ" |
+    sed -n 's/^DBUS_SESSION_BUS_ADDRESS=//p')" gdbus call --session "$@"
+}
+tray_item() {
+  session_bus --dest org.kde.StatusNotifierWatcher --object-path /StatusNotifierWatcher \
+    --method org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher \
+    RegisteredStatusNotifierItems 2>/dev/null | grep -o "':[0-9.]*/StatusNotifierItem'"
+}
+tray_docked() { tray_item >/dev/null; }
+expect "the item docks in waybar, started after Verrabel" eventually 8 tray_docked
+item=$(tray_item | tr -d "'")
+menu=$(session_bus --dest "${item%%/*}" --object-path "/${item#*/}" \
+  --method org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem Menu |
+  sed -E "s/.*'(.*)'.*/\1/")
+layout=$(session_bus --dest "${item%%/*}" --object-path "$menu" \
+  --method com.canonical.dbusmenu.GetLayout 0 -- -1 "@as []")
+for title in 展开桌面文件 "在 Finder 中打开桌面" "退出 Verrabel"; do
+  expect "the menu offers $title" grep -q "'label': <'$title'>" <<<"$layout"
+done
+show=$(grep -oE "\(([0-9]+), \{[^}]*'label': <'展开桌面文件'>" <<<"$layout" | grep -oE '^\([0-9]+' | tr -d '(')
+outer xdotool mousemove 100 990
+session_bus --dest "${item%%/*}" --object-path "$menu" \
+  --method com.canonical.dbusmenu.Event "$show" clicked "<0>" 0 >/dev/null
+expect "展开桌面文件 shows the shelf" eventually 2 shelf_mapped

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# The real binary under Xvfb: from a pointer move to the top centre until the shelf is mapped,
-# and from a move away until it is unmapped, over BENCH_TRIALS trials (default 50).
-# Usage: bench/hover_latency.sh build-dir
+# The real binary in a private session: from a pointer move to the top centre until the shelf is
+# mapped, and from a move away until it is unmapped, over BENCH_TRIALS trials (default 50).
+# Usage: bench/hover_latency.sh build-dir [x11|gnome-wayland]
 set -euo pipefail
-build=${1:?usage: hover_latency.sh build-dir}
+E2E_BUILD=${1:?usage: hover_latency.sh build-dir [x11|gnome-wayland]}
 here=$(cd "$(dirname "$0")" && pwd)
-# shellcheck source=scripts/xsession.sh
-source "$here/../scripts/xsession.sh"
+# shellcheck source=bench/session.sh
+source "$here/session.sh"
 
-xsession_for_script 1600x1000 welcomed
-
-xsession_launch "$build/verrabel"
+bench_session "${2:-x11}"
+bench_launch
 sleep 1
-"$build/bench/map_latency" "${BENCH_TRIALS:-50}"
+echo "${2:-x11}:"
+[[ $BENCH_POINTER == "$DISPLAY" ]] || export POINTER_DISPLAY=$BENCH_POINTER
+"$E2E_BUILD/bench/map_latency" "${BENCH_TRIALS:-50}"

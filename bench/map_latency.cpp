@@ -1,8 +1,10 @@
 // From a pointer move to the top centre until the shelf's window is mapped, as the X server
-// sees it: the tool moves the pointer with XTEST itself and waits for the MapNotify, so no
-// process start-up or polling interval blurs the figure. The pointer rests before each trial
+// sees it: the tool moves the pointer itself (with XTEST; by warping the outer server's pointer
+// in a nested Wayland session) and waits for the MapNotify, so no process start-up or polling
+// interval blurs the figure. The pointer rests before each trial
 // long enough for the hover timer to nap, so the wake-up path is what is measured.
-// Usage: map_latency [trials]   (DISPLAY must name the server Verrabel runs on)
+// Usage: map_latency [trials]   (DISPLAY must name the server Verrabel runs on; in a nested
+// Wayland session POINTER_DISPLAY names the outer X server whose pointer the compositor follows)
 
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -26,12 +28,21 @@ using Reply = std::unique_ptr<T, decltype(&std::free)>;
 struct Display {
     xcb_connection_t* connection;
     xcb_screen_t* screen;
+    /// Where the pointer is moved: the same display, or the one a nested compositor follows.
+    xcb_connection_t* pointer;
 };
 
 void movePointer(const Display& display, int x, int y) {
-    xcb_test_fake_input(display.connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME,
-                        display.screen->root, static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
-    xcb_flush(display.connection);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(display.pointer)).data->root;
+    if (display.pointer == display.connection) {
+        xcb_test_fake_input(display.pointer, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root,
+                            static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
+    } else {
+        // A nested compositor takes a device's motion as relative: warp, as a jump is.
+        xcb_warp_pointer(display.pointer, XCB_NONE, root, 0, 0, 0, 0, static_cast<int16_t>(x),
+                         static_cast<int16_t>(y));
+    }
+    xcb_flush(display.pointer);
 }
 
 bool isShelf(const Display& display, xcb_window_t window) {
@@ -95,7 +106,15 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "map_latency: cannot open the display\n");
         return 2;
     }
-    const Display display{connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data};
+    const char* pointerDisplay = std::getenv("POINTER_DISPLAY");
+    xcb_connection_t* pointer =
+        pointerDisplay != nullptr ? xcb_connect(pointerDisplay, nullptr) : connection;
+    if (xcb_connection_has_error(pointer) != 0) {
+        std::fprintf(stderr, "map_latency: cannot open the pointer's display\n");
+        return 2;
+    }
+    const Display display{connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data,
+                          pointer};
     const int centre = display.screen->width_in_pixels / 2;
     const int farX = 100;
     const int farY = display.screen->height_in_pixels - 100;
@@ -113,6 +132,7 @@ int main(int argc, char* argv[]) {
     }
     const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection, *shelf, XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(connection);
     movePointer(display, farX, farY);
     waitFor(display, XCB_UNMAP_NOTIFY, std::chrono::milliseconds(2000));
 
@@ -122,7 +142,7 @@ int main(int argc, char* argv[]) {
         std::this_thread::sleep_for(std::chrono::milliseconds(800)); // long enough to nap
         const auto moved = Clock::now();
         movePointer(display, centre, 2);
-        const auto mapped = waitFor(display, XCB_MAP_NOTIFY, std::chrono::milliseconds(2000));
+        const auto mapped = waitFor(display, XCB_MAP_NOTIFY, std::chrono::milliseconds(6000));
         if (!mapped) {
             std::fprintf(stderr, "map_latency: trial %d never mapped\n", trial);
             return 1;
@@ -150,6 +170,9 @@ int main(int argc, char* argv[]) {
     };
     report("pointer to top centre -> shelf mapped", opens);
     report("pointer away -> shelf unmapped", closes);
+    if (pointer != connection) {
+        xcb_disconnect(pointer);
+    }
     xcb_disconnect(connection);
     return 0;
 }

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QRegion>
 #include <QScreen>
 #include <QSocketNotifier>
 #include <QWidget>
@@ -146,16 +147,20 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
         return;
     }
     const double ratio = pixelRatio();
-    const auto pixels = [ratio, this](const QRectF& zone) {
-        const QRect geometry = m_screens.toWindowGeometry(zone);
+    const auto pixels = [ratio](const QRect& geometry) {
         return QRect(QPoint(qRound(geometry.x() * ratio), qRound(geometry.y() * ratio)),
-                     QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio)))
-            .adjusted(-kSeenLeaving, -kSeenLeaving, kSeenLeaving, kSeenLeaving);
+                     QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio)));
     };
-    QRect bounds;
+    QRegion region;
     for (const QRectF& zone : zones) {
-        bounds |= pixels(zone);
+        region |= pixels(m_screens.toWindowGeometry(zone))
+                      .adjusted(-kSeenLeaving, -kSeenLeaving, kSeenLeaving, kSeenLeaving);
     }
+    // Where the panel is shown, it alone takes the pointer, however the compositor stacks the two.
+    if (panel.isVisible()) {
+        region -= pixels(panel.geometry());
+    }
+    const QRect bounds = region.boundingRect();
     const std::array<std::uint32_t, 4> geometry{
         static_cast<std::uint32_t>(bounds.x()), static_cast<std::uint32_t>(bounds.y()),
         static_cast<std::uint32_t>(bounds.width()), static_cast<std::uint32_t>(bounds.height())};
@@ -163,16 +168,16 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                              XCB_CONFIG_WINDOW_HEIGHT,
                          geometry.data());
-    // The window takes the pointer around the zones only, not in the corners of their bounds.
+    // The window takes the pointer in that region only, not in the corners of its bounds.
     std::vector<xcb_rectangle_t> shape;
-    for (const QRectF& zone : zones) {
-        const QRect rect = pixels(zone).translated(-bounds.topLeft());
+    for (const QRect& part : region) {
+        const QRect rect = part.translated(-bounds.topLeft());
         shape.push_back({static_cast<std::int16_t>(rect.x()), static_cast<std::int16_t>(rect.y()),
                          static_cast<std::uint16_t>(rect.width()),
                          static_cast<std::uint16_t>(rect.height())});
     }
     for (const xcb_shape_kind_t kind : {XCB_SHAPE_SK_BOUNDING, XCB_SHAPE_SK_INPUT}) {
-        xcb_shape_rectangles(m_x, XCB_SHAPE_SO_SET, kind, XCB_CLIP_ORDERING_UNSORTED, m_window, 0,
+        xcb_shape_rectangles(m_x, XCB_SHAPE_SO_SET, kind, XCB_CLIP_ORDERING_YX_BANDED, m_window, 0,
                              0, static_cast<std::uint32_t>(shape.size()), shape.data());
     }
     const auto panelWindow = static_cast<std::uint32_t>(panel.winId());

@@ -1,25 +1,26 @@
 #!/usr/bin/env bash
 # Makes the README's pictures of the shelf, as it looks, into docs/images/: expanded in the
-# light and the dark palette, a drop under way, and an empty Desktop. A compositor runs and the
-# screen has a plain backdrop, as on a desktop; the language is Simplified Chinese.
-# Usage: scripts/screenshots.sh [build-dir]
+# light and the dark palette, an empty Desktop, a drop under way, and in a GNOME Wayland session.
+# A compositor runs and the screen has a plain backdrop, as on a desktop; the language is
+# Simplified Chinese.
+# Usage: scripts/screenshots.sh [build-dir [picture...]]   (pictures: shelf-light shelf-dark
+# empty drop gnome-wayland; all by default)
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "${1:-$here/build}" && pwd)
+shift || true
 out="$here/docs/images"
 "$here/scripts/setup.sh" desktop e2e screenshots
-# shellcheck source=scripts/xsession.sh
-source "$here/scripts/xsession.sh"
-# shellcheck source=tests/e2e/drag.sh
-source "$here/tests/e2e/drag.sh"
+export E2E_BUILD=$build
+# shellcheck source=tests/e2e/lib.sh
+source "$here/tests/e2e/lib.sh"
+# shellcheck source=tests/e2e/wayland.sh
+source "$here/tests/e2e/wayland.sh"
 mkdir -p "$out"
 export LANG=zh_CN.UTF-8
 
 state=$(mktemp -d)
 trap 'xsession_stop; rm -rf "$state"' EXIT
-xsession_start 1600x1000
-xsetroot -solid '#5a7da6'
-xsession_launch xcompmgr
 
 shoot() { # shoot NAME: the top centre of the screen, where the shelf hangs
   sleep 0.4
@@ -36,7 +37,7 @@ desktop_of_a_week() {
   mkdir -p "$HOME/Desktop/截图" "$HOME/Desktop/项目资料"
 }
 
-run_shelf() { # run_shelf [ENV=VALUE...]: a fresh Verrabel, brought down by the pointer
+run_shelf() { # run_shelf [ENV=VALUE...]: Verrabel, brought down by the pointer
   xsession_launch env "$@" "$build/verrabel"
   sleep 1
   xdotool mousemove 800 3
@@ -44,47 +45,73 @@ run_shelf() { # run_shelf [ENV=VALUE...]: a fresh Verrabel, brought down by the 
   xdotool mousemove 800 200
 }
 
-stop_shelf() {
-  kill "$shelf"
-  wait "$shelf" 2>/dev/null || true
+x11_session() { # a fresh X session with a compositor and a plain backdrop
+  xsession_stop
+  xsession_start 1600x1000
+  xsetroot -solid '#5a7da6'
+  xsession_launch xcompmgr
 }
 
-xsession_home "$state/light" welcomed
-desktop_of_a_week
-run_shelf
-shelf=$XSESSION_LAST_PID
-shoot shelf-light
-stop_shelf
+picture_shelf-light() {
+  x11_session
+  xsession_home "$state/light" welcomed
+  desktop_of_a_week
+  run_shelf
+  shoot shelf-light
+}
 
-xsession_home "$state/dark" welcomed
-desktop_of_a_week
-run_shelf QT_QPA_PLATFORMTHEME=gtk3 GTK_THEME=Adwaita:dark
-shelf=$XSESSION_LAST_PID
-shoot shelf-dark
-stop_shelf
+picture_shelf-dark() {
+  x11_session
+  xsession_home "$state/dark" welcomed
+  desktop_of_a_week
+  run_shelf QT_QPA_PLATFORMTHEME=gtk3 GTK_THEME=Adwaita:dark
+  shoot shelf-dark
+}
 
-xsession_home "$state/empty" welcomed
-run_shelf
-shelf=$XSESSION_LAST_PID
-shoot empty
-stop_shelf
+picture_empty() {
+  x11_session
+  xsession_home "$state/empty" welcomed
+  run_shelf
+  shoot empty
+}
 
-# A drop under way: a file from pcmanfm held over the shelf.
-xsession_home "$state/drop" welcomed
-desktop_of_a_week
-mkdir -p "$HOME/src"
-echo "summary" >"$HOME/src/方案.pdf"
-xsession_launch pcmanfm --new-win "$HOME/src"
-window=$(timeout 20 xdotool search --sync --onlyvisible --name '^src$' | tail -n 1)
-xdotool windowmove "$window" 100 450 windowsize "$window" 700 450
-sleep 1
-xsession_launch "$build/verrabel"
-shelf=$XSESSION_LAST_PID
-sleep 1
-drag_start 307 568
-drag_steps 322 568 800 5
-drag_steps 800 5 800 200
-shoot drop
-drag_end 800 200
-stop_shelf
+picture_drop() { # a drop under way: a file from pcmanfm held over the shelf
+  x11_session
+  xsession_home "$state/drop" welcomed
+  desktop_of_a_week
+  mkdir -p "$HOME/src"
+  echo "summary" >"$HOME/src/方案.pdf"
+  xsession_launch pcmanfm --new-win "$HOME/src"
+  place_window '^src$' 100 450 700 450
+  xsession_launch "$build/verrabel"
+  sleep 1
+  drag_start 307 568
+  drag_steps 322 568 800 5
+  drag_steps 800 5 800 200
+  shoot drop
+  drag_end 800 200
+}
+
+picture_gnome-wayland() { # mutter, nested, with Verrabel on Xwayland beside a native thunar
+  xsession_stop
+  xsession_start 1600x1000
+  xsession_home "$state/gnome" welcomed
+  desktop_of_a_week
+  wayland_mutter_start
+  wayland_thunar_size 700 450
+  wayland_until_drawn 449 300 wayland_native thunar "$HOME/Desktop"
+  wayland_launch
+  sleep 1
+  outer xdotool mousemove 800 3
+  sleep 0.3
+  outer xdotool mousemove 800 200
+  sleep 0.4
+  wayland_screenshot "$state/full.png"
+  convert "$state/full.png" -crop 640x400+480+0 +repage "$out/gnome-wayland.png"
+}
+
+(($# > 0)) || set -- shelf-light shelf-dark empty drop gnome-wayland
+for picture in "$@"; do
+  "picture_$picture"
+done
 echo "pictures in $out"

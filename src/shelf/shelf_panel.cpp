@@ -15,6 +15,8 @@ ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor)
     setWindowTitle(QStringLiteral("Verrabel"));
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
+    // The panel is never the active window, and Qt shows tooltips only for the active one.
+    setAttribute(Qt::WA_AlwaysShowToolTips);
     setFocusPolicy(Qt::NoFocus);
 }
 

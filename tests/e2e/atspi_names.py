@@ -1,5 +1,6 @@
 """Prints what a screen reader meets in Verrabel's shelf: each list item's name, then each
-push button's name, one a line, in the accessibility tree's order.
+push button's name, and a tooltip's text if one shows, one a line, in the accessibility tree's
+order.
 
 With --wait-for NAME SECONDS it instead waits until a list item of that name is there, and
 fails if it is not within the time."""
@@ -16,8 +17,10 @@ def walk(node, found):
         name = node.name
     except Exception:  # the tree changed under us; the caller asks again
         return
-    if role in (pyatspi.ROLE_LIST_ITEM, pyatspi.ROLE_PUSH_BUTTON):
-        found.append(("item" if role == pyatspi.ROLE_LIST_ITEM else "button", name))
+    kinds = {pyatspi.ROLE_LIST_ITEM: "item", pyatspi.ROLE_PUSH_BUTTON: "button",
+             pyatspi.ROLE_TOOL_TIP: "tip"}
+    if role in kinds:
+        found.append((kinds[role], name))
     for index in range(node.childCount):
         walk(node.getChildAtIndex(index), found)
 

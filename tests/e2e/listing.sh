@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A Desktop of mixed names reads back, as a screen reader meets it, in a file browser's order;
-# a new file appears within a second.
+# a new file appears within a second; tooltips show although the shelf is never active.
 source "$(dirname "$0")/lib.sh"
 e2e_begin listing welcomed
 
@@ -24,3 +24,10 @@ xdotool mousemove 800 200
 echo new >"$E2E_DESKTOP/a new file.txt"
 expect "a new file appears within a second" \
   /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" --wait-for "a new file.txt" 1
+
+# tip_shows TEXT: a tooltip with that text is on screen.
+tip_shows() { read_back && grep -qxF "tip	$1" "$E2E_ARTIFACTS/names.txt"; }
+xdotool mousemove "$FIRST_ROW_X" "$FIRST_ROW_Y"
+expect "a row's tooltip is its full path" eventually 4 tip_shows "$E2E_DESKTOP/a new file.txt"
+xdotool mousemove 949 348 # the 打开 button
+expect "the open button's tooltip shows" eventually 4 tip_shows "在 Finder 中打开桌面"

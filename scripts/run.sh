@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Starts Verrabel. With no display it brings up a private X session (Xvfb 1600x1000, openbox,
-# D-Bus), saves a screenshot one second after start as verrabel-shelf.png, and keeps running
-# until Ctrl-C, then stops everything it started.
+# D-Bus) with a throw-away home whose Desktop holds a few sample items, saves a screenshot one
+# second after start as verrabel-shelf.png, and keeps running until Ctrl-C, then stops
+# everything it started.
 set -euo pipefail
 binary=${1:?usage: run.sh path/to/verrabel}
 here=$(cd "$(dirname "$0")" && pwd)
@@ -17,9 +18,14 @@ trap 'xsession_stop; rm -rf "$state"' EXIT
 trap 'exit 130' INT TERM
 
 xsession_start 1600x1000
-# Settings of this session only, so that it is a first launch and the shelf shows itself.
-export XDG_CONFIG_HOME="$state/config" XDG_RUNTIME_DIR="$state/runtime"
-mkdir -p -m 700 "$XDG_RUNTIME_DIR"
+# A home of this session only: a first launch, so the shelf shows itself, over a Desktop that
+# has something on it.
+xsession_home "$state"
+echo "第三季度的计划，周五前定稿。" >"$HOME/Desktop/会议纪要.txt"
+printf '# Notes\n\nBring the charger.\n' >"$HOME/Desktop/notes.md"
+mkdir -p "$HOME/Desktop/旅行照片" "$HOME/Desktop/Projects"
+head -c 2500000 /dev/urandom >"$HOME/Desktop/旅行照片/海边.jpg"
+head -c 48000000 /dev/urandom >"$HOME/Desktop/presentation.mp4"
 xsession_launch "$binary"
 sleep 1
 shot="$PWD/verrabel-shelf.png"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages Verrabel needs, and nothing when they are all there.
-# Usage: scripts/setup.sh GROUP...   (groups: build, desktop, e2e, package, screenshots)
+# Usage: scripts/setup.sh GROUP...   (groups: build, desktop, e2e, package, fuzz, screenshots)
 set -euo pipefail
 
 declare -A groups=(
@@ -11,6 +11,7 @@ declare -A groups=(
   [e2e]="pcmanfm thunar engrampa zip trayer x11-xserver-utils at-spi2-core python3-pyatspi
          gir1.2-atspi-2.0 python3-gi mutter xwayland sway waybar"
   [package]="dpkg-dev file"
+  [fuzz]="clang libclang-rt-14-dev"
   [screenshots]="qt6-gtk-platformtheme xcompmgr"
 )
 

@@ -105,7 +105,8 @@ QList<QUrl> deliveredItems(const QString& folder) {
 
 QString safeFileName(const QByteArray& proposed) {
     const QString name = QString::fromUtf8(proposed);
-    const bool plain = !proposed.isEmpty() && proposed.size() <= NAME_MAX &&
+    // Bytes that are not UTF-8 come back three bytes each: the name must fit once written.
+    const bool plain = !proposed.isEmpty() && name.toUtf8().size() <= NAME_MAX &&
                        !proposed.contains('/') && !proposed.contains('\0') && proposed != "." &&
                        proposed != "..";
     return plain ? name : QStringLiteral("未命名文件");

@@ -2,6 +2,7 @@
 
 #include "file_store.h"
 
+#include "candidate_names.h"
 #include "platform/file_urls.h"
 #include "tree_copy.h"
 
@@ -20,7 +21,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <filesystem>
 #include <vector>
 
 namespace verrabel {
@@ -72,43 +72,6 @@ QByteArray resolved(const QByteArray& path) {
     }
     return cleanPath(path);
 }
-
-/// The candidate names: the item's own, then "base (n).extension" with the standard library's
-/// idea of an extension (".profile" has none; "archive.tar.gz" has ".gz").
-class CandidateNames {
-public:
-    explicit CandidateNames(QByteArray name)
-        : m_name(std::move(name)) {
-        const std::filesystem::path path(m_name.toStdString());
-        const std::string extension = path.extension().string();
-        if (extension.size() > 1) {
-            m_base = QByteArray::fromStdString(path.stem().string());
-            m_extension = QByteArray::fromStdString(extension);
-        } else {
-            m_base = m_name;
-        }
-    }
-
-    [[nodiscard]] QByteArray at(int n) const {
-        if (n == 0) {
-            return m_name;
-        }
-        const QByteArray suffix = " (" + QByteArray::number(n) + ")" + m_extension;
-        // A long name, Chinese ones most of all at three bytes a character, may not fit once
-        // numbered: shorten the base, never in the middle of a character.
-        qsizetype keep = std::min(m_base.size(), qsizetype{NAME_MAX} - suffix.size());
-        while (keep > 0 && keep < m_base.size() &&
-               (static_cast<unsigned char>(m_base[keep]) & 0xC0) == 0x80) {
-            --keep;
-        }
-        return m_base.left(std::max<qsizetype>(keep, 0)) + suffix;
-    }
-
-private:
-    QByteArray m_name;
-    QByteArray m_base;
-    QByteArray m_extension;
-};
 
 /// This machine and PID namespace, in eight hex digits; the same in every run.
 QByteArray processSpace() {

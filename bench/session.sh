@@ -6,8 +6,6 @@
 # outer one. Set E2E_BUILD to the build folder before sourcing.
 # shellcheck source=tests/e2e/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../tests/e2e/lib.sh"
-# shellcheck source=tests/e2e/wayland.sh
-source "$(dirname "${BASH_SOURCE[0]}")/../tests/e2e/wayland.sh"
 
 bench_session() {
   BENCH_KIND=$1
@@ -20,10 +18,6 @@ bench_session() {
 }
 
 bench_launch() {
-  if [[ $BENCH_KIND == gnome-wayland ]]; then
-    wayland_launch
-  else
-    e2e_launch
-  fi
+  e2e_launch
   BENCH_APP=$E2E_APP
 }

@@ -14,8 +14,6 @@ out="$here/docs/images"
 export E2E_BUILD=$build
 # shellcheck source=tests/e2e/lib.sh
 source "$here/tests/e2e/lib.sh"
-# shellcheck source=tests/e2e/wayland.sh
-source "$here/tests/e2e/wayland.sh"
 mkdir -p "$out"
 export LANG=zh_CN.UTF-8
 
@@ -100,7 +98,7 @@ picture_gnome-wayland() { # mutter, nested, with Verrabel on Xwayland beside a n
   wayland_mutter_start
   wayland_thunar_size 700 450
   wayland_until_drawn 449 300 wayland_native thunar "$HOME/Desktop"
-  wayland_launch
+  e2e_launch
   sleep 1
   outer xdotool mousemove 800 3
   sleep 0.3

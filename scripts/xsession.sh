@@ -9,6 +9,24 @@ XSESSION_PIDS=()
 
 xsession_log() { printf 'xsession: %s\n' "$*" >&2; }
 
+# eventually SECONDS COMMAND...: succeeds as soon as COMMAND does, fails after about SECONDS.
+eventually() {
+  local tries
+  tries=$(awk -v seconds="$1" 'BEGIN { print int(seconds / 0.05) + 1 }')
+  shift
+  until "$@"; do
+    ((--tries > 0)) || return 1
+    sleep 0.05
+  done
+}
+
+# Gone, or a zombie that nobody reaps (a daemon's parent may have left).
+process_gone() {
+  local state
+  state=$(awk '{print $3}' "/proc/$1/stat" 2>/dev/null) || return 0
+  [[ -z "$state" || "$state" == Z ]]
+}
+
 xsession_start() {
   local size=${1:-1600x1000} display_file tries=0
   export XSESSION_MARK="xsession-$$-$RANDOM$RANDOM"

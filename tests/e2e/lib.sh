@@ -13,6 +13,8 @@ E2E_SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 E2E_BUILD=$(cd "${E2E_BUILD:-$E2E_SOURCE/build}" && pwd)
 # shellcheck source=scripts/xsession.sh
 source "$E2E_SOURCE/scripts/xsession.sh"
+# shellcheck source=scripts/wayland_session.sh
+source "$E2E_SOURCE/scripts/wayland_session.sh"
 # shellcheck source=tests/e2e/drag.sh
 source "$E2E_SOURCE/tests/e2e/drag.sh"
 
@@ -33,6 +35,7 @@ e2e_finish() {
   local status=$?
   if ((status != 0)); then
     import -window root "$E2E_ARTIFACTS/failure.png" 2>/dev/null || true
+    [[ -z "$WAYLAND_PID" ]] || wayland_screenshot "$E2E_ARTIFACTS/screen.png" 2>/dev/null || true
     xwininfo -root -tree >"$E2E_ARTIFACTS/windows.txt" 2>&1 || true
     ls -laR "$HOME" >"$E2E_ARTIFACTS/home.txt" 2>&1 || true
   fi
@@ -55,17 +58,16 @@ e2e_finish() {
   exit "$status"
 }
 
-# Starts Verrabel with the given environment additions; its PID is in E2E_APP.
+# Starts Verrabel with the given environment additions, on Xwayland once a Wayland session
+# runs; its PID in E2E_APP.
 e2e_launch() {
-  xsession_launch env "$@" "$E2E_BUILD/verrabel"
-  E2E_APP=$XSESSION_LAST_PID
-}
-
-# Gone, or a zombie that nobody reaps (a daemon's parent may have left).
-process_gone() {
-  local state
-  state=$(awk '{print $3}' "/proc/$1/stat" 2>/dev/null) || return 0
-  [[ -z "$state" || "$state" == Z ]]
+  if [[ -n "$WAYLAND_PID" ]]; then
+    wayland_launch "$E2E_BUILD/verrabel" "$@"
+    E2E_APP=$WAYLAND_LAST_PID
+  else
+    xsession_launch env "$@" "$E2E_BUILD/verrabel"
+    E2E_APP=$XSESSION_LAST_PID
+  fi
 }
 
 fail() {
@@ -78,17 +80,6 @@ expect() {
   local what=$1
   shift
   "$@" || fail "$what"
-}
-
-# eventually SECONDS COMMAND...: succeeds as soon as COMMAND does, fails after about SECONDS.
-eventually() {
-  local tries
-  tries=$(awk -v seconds="$1" 'BEGIN { print int(seconds / 0.05) + 1 }')
-  shift
-  until "$@"; do
-    ((--tries > 0)) || return 1
-    sleep 0.05
-  done
 }
 
 # verrabel_window SIZE: the first of Verrabel's windows whose size matches the regular

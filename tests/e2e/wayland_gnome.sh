@@ -4,7 +4,6 @@
 # opens under a drag from a native file manager and takes its drop, and gives rows to X11
 # applications.
 source "$(dirname "$0")/lib.sh"
-source "$(dirname "$0")/wayland.sh"
 e2e_begin wayland_gnome welcomed
 wayland_mutter_start
 
@@ -15,7 +14,7 @@ outer xdotool mousemove 100 990
 # A 700x450 thunar opens at (99, 8); its first icon is at (317, 180).
 wayland_thunar_size 700 450
 wayland_until_drawn 449 300 wayland_native thunar "$HOME/native"
-wayland_launch
+e2e_launch
 sleep 1
 expect "collapsed after start" shelf_hidden
 

@@ -4,7 +4,6 @@
 # only while the drag moves; and the tray item is in waybar, started after Verrabel, as a
 # StatusNotifierItem whose menu shows the shelf.
 source "$(dirname "$0")/lib.sh"
-source "$(dirname "$0")/wayland.sh"
 e2e_begin wayland_sway welcomed
 wayland_sway_start
 
@@ -18,7 +17,7 @@ outer xdotool mousemove 100 990
 wayland_place 'app_id="thunar"' 100 450 700 450
 wayland_native thunar "$HOME/native"
 expect "a native thunar" eventually 10 wayland_window 'app_id="thunar"'
-wayland_launch
+e2e_launch
 sleep 1
 expect "collapsed after start" shelf_hidden
 

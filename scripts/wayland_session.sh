@@ -1,8 +1,9 @@
 # shellcheck shell=bash
-# A Wayland session nested in the scenario's Xvfb, its output on the Xvfb's screen 1:1, with
-# Xwayland for Verrabel. Source after lib.sh; after e2e_begin (or xsession_start and home):
+# A Wayland session nested in a private X session's Xvfb (xsession.sh), its output on the Xvfb's
+# screen 1:1, with Xwayland for Verrabel; for the end-to-end tests, the benchmarks and the
+# screenshots. Source after xsession.sh; after xsession_start and xsession_home:
 #   wayland_mutter_start | wayland_sway_start
-#   wayland_launch [VAR=value...]   Verrabel on Xwayland; its PID in E2E_APP
+#   wayland_launch BINARY [VAR=...]  Verrabel on Xwayland
 #   wayland_native thunar DIR       a native Wayland GTK program
 #   outer xdotool mousemove X Y     the pointer the compositor follows is the Xvfb's
 # Then DISPLAY and XAUTHORITY name Xwayland, for lib.sh's window checks; xsession_stop stops
@@ -140,10 +141,11 @@ wayland_exec() {
   XSESSION_PIDS+=("$WAYLAND_LAST_PID")
 }
 
+# wayland_launch BINARY [VAR=value...]: Verrabel on Xwayland; its PID in WAYLAND_LAST_PID.
 wayland_launch() {
-  wayland_exec QT_QPA_PLATFORM=xcb "$@" "$E2E_BUILD/verrabel"
-  # shellcheck disable=SC2034 # the scenario's, as with e2e_launch
-  E2E_APP=$WAYLAND_LAST_PID
+  local binary=$1
+  shift
+  wayland_exec QT_QPA_PLATFORM=xcb "$@" "$binary"
 }
 
 wayland_native() { wayland_exec GDK_BACKEND=wayland "$@"; }
@@ -182,7 +184,7 @@ wayland_until_drawn() {
   before=$(pixel)
   "$@"
   changed() { [[ $(pixel) != "$before" ]]; }
-  eventually 20 changed || fail "nothing was drawn at $x,$y"
+  eventually 20 changed || wayland_fail "nothing was drawn at $x,$y"
 }
 
 # Stops what the session started, then the compositor, and waits for it: it removes Xwayland's
@@ -190,9 +192,6 @@ wayland_until_drawn() {
 # themselves (a runuser that is killed waits 2 s and leaves the bus behind).
 wayland_stop() {
   [[ -n "$WAYLAND_PID" ]] || return 0
-  if [[ -n "${E2E_ARTIFACTS:-}" && -d "$E2E_ARTIFACTS" ]]; then
-    wayland_screenshot "$E2E_ARTIFACTS/screen.png" 2>/dev/null || true # Xwayland's root is empty
-  fi
   local i
   for ((i = ${#XSESSION_PIDS[@]} - 1; i >= WAYLAND_FIRST; i--)); do
     [[ " $WAYLAND_PID $WAYLAND_LEADER " == *" ${XSESSION_PIDS[i]} "* ]] ||

@@ -21,7 +21,7 @@ sleep 0.5
 shelf=$(xwininfo -root -tree | awk '/\("verrabel" "Verrabel"\)/ && /420x350/ {print $1; exit}')
 head -c 1000000 /dev/urandom >"$HOME/promised.bin"
 
-coproc source { "$build/xds_source" "$shelf" 800 200 promised.bin S "$HOME/promised.bin" 3 1.5 1; }
+coproc source { /usr/bin/python3 "$here/../tests/e2e/xds_source.py" "$shelf" 800 200 promised.bin S "$HOME/promised.bin" 3 1.5 1; }
 exec {from_source}<&"${source[0]}"
 read -r _ <&"$from_source" # dropped
 echo "promise answered after 4 s of writing:"

@@ -45,7 +45,7 @@ drop_promise() {
   expect "the shelf is open" bring_shelf_down
   xdotool mousemove 800 200
   expect "the source of $name saw its drop finished" \
-    "$E2E_BUILD/xds_source" "$(shelf_window)" 800 200 "$name" "$1" "$HOME/$name" "${@:2}" >/dev/null
+    /usr/bin/python3 "$E2E_SOURCE/tests/e2e/xds_source.py" "$(shelf_window)" 800 200 "$name" "$1" "$HOME/$name" "${@:2}" >/dev/null
   expect "$name never shows half-made, and arrives" wait "$watcher"
   expect "$name is whole" cmp -s "$HOME/$name" "$E2E_DESKTOP/$name"
   expect "its temporary folder is gone" eventually 5 no_temporaries

@@ -35,9 +35,8 @@ protected:
     }
     void removeAllBut(int keep) const {
         const QStringList names = QDir(desktop()).entryList(QDir::Files, QDir::Name);
-        for (qsizetype i = keep; i < names.size(); ++i) {
-            QFile::remove(desktop() + '/' + names[i]);
-        }
+        std::for_each(names.begin() + keep, names.end(),
+                      [this](const QString& name) { QFile::remove(desktop() + '/' + name); });
     }
     /// A rescan, run to the end.
     void rescan() {
@@ -57,111 +56,82 @@ protected:
     std::unique_ptr<ShelfController> shelf;
 };
 
-TEST_F(ListRendering, AnEmptyDesktopShowsTheEmptyStateFromTheFirstRender) {
+TEST_F(ListRendering, EmptyAndUnreadableDesktopsShowAMessageInsteadOfRows) {
     EXPECT_EQ(shelf->scroll->widget(), nullptr);
     rescan();
     EXPECT_EQ(shelf->count->text(), QStringLiteral("0 个项目 · 与桌面同步"));
-    ASSERT_NE(list(), nullptr);
     EXPECT_EQ(list()->geometry(), QRect(0, 0, 374, 236));
     EXPECT_EQ(listMessage(), QStringLiteral("桌面还是空的\n把文件拖到这里，就能存到桌面"));
     EXPECT_EQ(list()->findChild<Label*>()->geometry(), QRect(10, 75, 354, 100));
+
+    fill(2);
+    rescan();
+    ASSERT_TRUE(QDir().rename(desktop(), m_parent.filePath(QStringLiteral("Away"))));
+    rescan(); // a failure always replaces the rows
+    EXPECT_EQ(shelf->count->text(), QStringLiteral("需要授权"));
+    EXPECT_TRUE(rows().isEmpty());
+    EXPECT_EQ(listMessage(),
+              QStringLiteral("无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
+                             "允许 Verrabel 访问桌面，然后重新打开应用。"));
+    ASSERT_TRUE(QDir().rename(m_parent.filePath(QStringLiteral("Away")), desktop()));
+    rescan();
+    EXPECT_EQ(rows().size(), 2);
 }
 
-TEST_F(ListRendering, RowsStack54PointsApartInAListAtLeast236High) {
+TEST_F(ListRendering, RowsStack54PointsApartAndOnlyThoseNearTheVisibleBandShow) {
     for (const auto& [items, height] :
          std::vector<std::pair<int, int>>{{4, 236}, {5, 270}, {100, 5400}}) {
-        SCOPED_TRACE(items);
         removeAllBut(0);
         fill(items);
         rescan();
         EXPECT_EQ(list()->height(), height);
         ASSERT_EQ(rows().size(), items);
         for (FileRow* row : rows()) {
-            const int index = row->name().mid(5).toInt();
-            EXPECT_EQ(row->geometry(), QRect(0, index * 54, 374, 52));
+            EXPECT_EQ(row->geometry(), QRect(0, row->name().mid(5).toInt() * 54, 374, 52));
         }
-        EXPECT_EQ(listMessage(), QString());
     }
+    // The 230-point visible band, and a band's height above and below it.
+    const auto shown = [this] {
+        QList<int> rowsShown;
+        for (FileRow* row : rows()) {
+            if (row->isVisibleTo(list())) {
+                rowsShown.append(row->y() / 54);
+            }
+        }
+        std::sort(rowsShown.begin(), rowsShown.end());
+        return rowsShown;
+    };
+    EXPECT_EQ(shown().constLast(), 8);   // row 8 begins at 432, within 460
+    scrollBar()->setValue(2000);         // rows 37 to 41 in view
+    EXPECT_EQ(shown().constFirst(), 32); // ends after 1770
+    EXPECT_EQ(shown().constLast(), 45);  // begins before 2460
 }
 
-TEST_F(ListRendering, AnUnchangedListingKeepsItsRowsAndTheirHighlight) {
+TEST_F(ListRendering, AnUnchangedListingKeepsItsRowsAndARebuildItsScrollOffset) {
     fill(3);
     rescan();
     const QPointer<FileRow> first = rows().constFirst();
     QEvent enter(QEvent::Enter);
     QCoreApplication::sendEvent(first, &enter);
-    ASSERT_TRUE(first->isHovered());
     shelf->count->setText(QString());
-
     rescan();
     EXPECT_EQ(shelf->count->text(), QStringLiteral("3 个项目 · 与桌面同步"));
     ASSERT_FALSE(first.isNull());
     EXPECT_TRUE(first->isHovered());
 
-    fill(4);
-    rescan();
-    EXPECT_TRUE(first.isNull()); // a changed listing rebuilds every row
-    EXPECT_EQ(rows().size(), 4);
-}
-
-TEST_F(ListRendering, TheScrollOffsetSurvivesRebuildsWithinTheNewRange) {
     fill(100);
     rescan();
+    EXPECT_TRUE(first.isNull()); // a changed listing rebuilds every row
     scrollBar()->setValue(500);
-    removeAllBut(6); // 6 rows: 324 high, so at most 324 - 230 = 94
+    removeAllBut(6); // 324 high, so at most 324 - 230 = 94
     rescan();
     EXPECT_EQ(scrollBar()->value(), 94);
-
     fill(100);
     rescan();
     scrollBar()->setValue(120);
     QFile(desktop() + QStringLiteral("/zzz")).open(QIODevice::WriteOnly);
     rescan();
     EXPECT_EQ(scrollBar()->value(), 120);
-}
-
-TEST_F(ListRendering, OnlyRowsNearTheVisibleBandAreShown) {
-    fill(100);
-    rescan();
-    const auto shownRows = [this] {
-        QList<int> shown;
-        for (FileRow* row : rows()) {
-            if (row->isVisibleTo(list())) {
-                shown.append(row->y() / 54);
-            }
-        }
-        std::sort(shown.begin(), shown.end());
-        return shown;
-    };
-    // The 230-point visible band, and a band's height above and below it.
-    EXPECT_EQ(shownRows().constFirst(), 0);
-    EXPECT_EQ(shownRows().constLast(), 8); // row 8 begins at 432, within 460
-
-    scrollBar()->setValue(2000); // rows 37 to 41 in view
-    const QList<int> shown = shownRows();
-    EXPECT_EQ(shown.constFirst(), 32); // begins at 1728, ends after 1770
-    EXPECT_EQ(shown.constLast(), 45);  // begins at 2430, before 2460
-    EXPECT_EQ(shown.size(), 14);
-}
-
-TEST_F(ListRendering, AFailureAlwaysReplacesTheRows) {
-    fill(2);
-    rescan();
-    ASSERT_EQ(rows().size(), 2);
-
-    ASSERT_TRUE(QDir().rename(desktop(), m_parent.filePath(QStringLiteral("Away"))));
-    rescan();
-    EXPECT_EQ(shelf->count->text(), QStringLiteral("需要授权"));
-    EXPECT_EQ(shelf->rowsSignature, QString());
-    EXPECT_TRUE(rows().isEmpty());
-    EXPECT_EQ(list()->height(), 236);
-    EXPECT_EQ(listMessage(),
-              QStringLiteral("无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
-                             "允许 Verrabel 访问桌面，然后重新打开应用。"));
-
-    ASSERT_TRUE(QDir().rename(m_parent.filePath(QStringLiteral("Away")), desktop()));
-    rescan();
-    EXPECT_EQ(rows().size(), 2);
 }
 
 } // namespace

@@ -35,55 +35,32 @@ protected:
     std::unique_ptr<ShelfController> shelf;
 };
 
-TEST_F(Refresh, ConstructionStartsTheFirstScanAndTheWatcher) {
-    EXPECT_TRUE(shelf->refreshInFlight);
-    EXPECT_EQ(shelf->lastRefresh, platform.clock.time);
-    EXPECT_EQ(scans().items.size(), 1U);
-    EXPECT_NE(shelf->watcher, nullptr);
+TEST_F(Refresh, OneScanAtATimeAndNoneDrawnOrAskedForWhileExporting) {
+    // Construction starts the first scan and the watcher; a call meanwhile is dropped.
     EXPECT_EQ(platform.watchers.watchedPath, m_desktop.path());
-}
-
-TEST_F(Refresh, ACallWhileAScanIsInFlightIsDropped) {
     const Date first = platform.clock.time;
     platform.clock.advance(0.5);
     shelf->refresh();
     EXPECT_EQ(scans().items.size(), 1U);
     EXPECT_EQ(shelf->lastRefresh, first);
-
-    settle();
-    EXPECT_FALSE(shelf->refreshInFlight);
-    shelf->refresh();
-    EXPECT_EQ(scans().items.size(), 1U);
-    EXPECT_EQ(shelf->lastRefresh, platform.clock.time);
-}
-
-TEST_F(Refresh, ResultsAreDrawnUnlessARowIsBeingDraggedOut) {
     write(QStringLiteral("a.txt"));
     settle();
     EXPECT_EQ(shelf->count->text(), QStringLiteral("1 个项目 · 与桌面同步"));
 
     write(QStringLiteral("b.txt"));
     shelf->refresh();
+    EXPECT_EQ(shelf->lastRefresh, platform.clock.time);
     shelf->exporting = true;
     settle();
     EXPECT_FALSE(shelf->refreshInFlight); // cleared for every result, drawn or not
     EXPECT_EQ(shelf->count->text(), QStringLiteral("1 个项目 · 与桌面同步"));
-
-    shelf->exporting = false;
-    shelf->refresh();
-    settle();
-    EXPECT_EQ(shelf->count->text(), QStringLiteral("2 个项目 · 与桌面同步"));
-}
-
-TEST_F(Refresh, TheWatcherAsksForARescanExceptWhileExporting) {
-    settle();
-    shelf->exporting = true;
     platform.watchers.onChange();
     EXPECT_TRUE(scans().items.empty());
 
     shelf->exporting = false;
     platform.watchers.onChange();
-    EXPECT_EQ(scans().items.size(), 1U);
+    settle();
+    EXPECT_EQ(shelf->count->text(), QStringLiteral("2 个项目 · 与桌面同步"));
 }
 
 } // namespace

@@ -15,16 +15,13 @@
 namespace verrabel {
 namespace {
 
-TEST(SafeFileName, TakesOnlyOnePlainPathComponent) {
-    EXPECT_EQ(safeFileName("photo.jpg"), "photo.jpg");
+TEST(SafeFileName, TakesOnlyOnePlainPathComponentThatFits) {
     EXPECT_EQ(safeFileName("报告.pdf"), "报告.pdf");
     EXPECT_EQ(safeFileName(QByteArray(255, 'a')), QString(255, 'a'));
-    const QString replaced = "未命名文件";
     for (const QByteArray& unsafe :
-         {QByteArray(), QByteArray("."), QByteArray(".."), QByteArray("../../.bashrc"),
-          QByteArray("/etc/passwd"), QByteArray("a/b"), QByteArray(256, 'a'),
-          QByteArray("a\0b", 3)}) {
-        EXPECT_EQ(safeFileName(unsafe), replaced) << unsafe.toStdString();
+         {QByteArray(), QByteArray(".."), QByteArray("../.bashrc"), QByteArray("/etc/passwd"),
+          QByteArray(256, 'a'), QByteArray(100, '\xff'), QByteArray("a\0b", 3)}) {
+        EXPECT_EQ(safeFileName(unsafe), "未命名文件") << unsafe.toStdString();
     }
 }
 
@@ -87,15 +84,14 @@ TEST_F(DeliveryWatch, APauseBetweenWritesNeverDeliversHalfAFile) {
     burst("entry.bin", "three");
     EXPECT_EQ(delivery.wait_for(std::chrono::milliseconds(600)), std::future_status::timeout);
     EXPECT_EQ(contents(delivery.get()), "one two three");
-}
 
-TEST_F(DeliveryWatch, WaitsUntilTheSourceHasClosedWhatItWrites) {
+    // A file still open is not done, however quiet.
     answer = SourceAnswer::Saved;
-    auto delivery = watch();
+    QFile::remove(path("entry.bin"));
+    delivery = watch();
     QFile file(path("entry.bin"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     file.write("first half ");
-    // Longer than the quiet time, but the file is still open: not yet delivered.
     EXPECT_EQ(delivery.wait_for(std::chrono::milliseconds(400)), std::future_status::timeout);
     file.write("second half");
     file.close();

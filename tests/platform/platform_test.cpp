@@ -1,6 +1,4 @@
-#include "platform/coordinates.h"
 #include "platform/inotify_watchers.h"
-#include "platform/theme_file_icons.h"
 #include "platform/thread_queue.h"
 #include "platform/timerfd_timer.h"
 #include "platform/xdg_folders.h"
@@ -24,20 +22,6 @@
 
 namespace verrabel {
 namespace {
-
-TEST(Coordinates, ReflectAroundThePrimaryScreensBottomEdge) {
-    // Qt's origin is the top-left of the virtual desktop; ours the primary's bottom-left.
-    const QRect primary(200, 100, 1600, 1000);
-    EXPECT_EQ(coordinates::fromQt(QPointF(200, 1100), primary), QPointF(0, 0));
-    EXPECT_EQ(coordinates::fromQt(QPointF(200, 100), primary), QPointF(0, 1000));
-    // A screen stacked above the primary one lies above 1000, one to its left at negative x.
-    EXPECT_EQ(coordinates::fromQt(QRectF(0, -900, 200, 1000), primary),
-              QRectF(-200, 1000, 200, 1000));
-
-    const QRectF panel(590, 610, 420, 350);
-    EXPECT_EQ(coordinates::toQt(panel, QRect(0, 0, 1600, 1000)), QRectF(590, 40, 420, 350));
-    EXPECT_EQ(coordinates::fromQt(coordinates::toQt(panel, primary), primary), panel);
-}
 
 TEST(ThreadQueue, RunsItemsInOrderOnANamedThreadAtItsPriority) {
     ThreadQueue queue(QStringLiteral("Verrabel.scan"), QueuePriority::Utility);
@@ -83,39 +67,24 @@ TEST(TimerFdTimer, HoldsTheExactIntervalAndFiresInsideNestedEventLoops) {
     EXPECT_GT(fired, 0);
 }
 
-class XdgFoldersTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(m_home.isValid());
-        m_savedHome = qgetenv("HOME");
-        m_savedConfig = qgetenv("XDG_CONFIG_HOME");
-        qputenv("HOME", QFile::encodeName(m_home.path()));
-        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.filePath(QStringLiteral("config"))));
-        QDir(m_home.path()).mkpath(QStringLiteral("config"));
-    }
-    void TearDown() override {
-        qputenv("HOME", m_savedHome);
-        qputenv("XDG_CONFIG_HOME", m_savedConfig);
-    }
-    void writeUserDirs(const QByteArray& desktopLine) const {
-        QFile file(m_home.filePath(QStringLiteral("config/user-dirs.dirs")));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(desktopLine + '\n');
-    }
-
-    QTemporaryDir m_home;
-    QByteArray m_savedHome;
-    QByteArray m_savedConfig;
-};
-
-TEST_F(XdgFoldersTest, ADesktopThatIsTheHomeFolderCountsAsNone) {
-    const XdgFolders folders;
-    writeUserDirs(R"(XDG_DESKTOP_DIR="$HOME/Schreibtisch")");
-    EXPECT_EQ(folders.desktop(), m_home.filePath(QStringLiteral("Schreibtisch")));
-
+TEST(XdgFolders, ADesktopThatIsTheHomeFolderCountsAsNone) {
+    const QTemporaryDir home;
+    const QByteArray savedHome = qgetenv("HOME");
+    const QByteArray savedConfig = qgetenv("XDG_CONFIG_HOME");
+    qputenv("HOME", QFile::encodeName(home.path()));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path()));
+    const auto desktopWith = [&home](const QByteArray& line) {
+        QFile file(home.filePath(QStringLiteral("user-dirs.dirs")));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("XDG_DESKTOP_DIR=\"$HOME/" + line + "\"\n");
+        file.close();
+        return XdgFolders().desktop();
+    };
+    EXPECT_EQ(desktopWith("Schreibtisch"), home.filePath(QStringLiteral("Schreibtisch")));
     // user-dirs' way of switching the Desktop off: it would otherwise list the whole home.
-    writeUserDirs(R"(XDG_DESKTOP_DIR="$HOME/")");
-    EXPECT_EQ(folders.desktop(), QString());
+    EXPECT_EQ(desktopWith(""), QString());
+    qputenv("HOME", savedHome);
+    qputenv("XDG_CONFIG_HOME", savedConfig);
 }
 
 TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
@@ -152,17 +121,6 @@ TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
                  "folder moved");
 
     EXPECT_EQ(watchers.watch(parent.filePath(QStringLiteral("missing")), [] {}), nullptr);
-}
-
-TEST(ThemeFileIcons, LooksEachMimeTypeUpOnce) {
-    ThemeFileIcons icons;
-    const QIcon first = icons.iconFor(QStringLiteral("a.txt"), FileKind::File);
-    EXPECT_FALSE(first.isNull());
-    EXPECT_EQ(icons.iconFor(QStringLiteral("notes.TXT"), FileKind::File).cacheKey(),
-              first.cacheKey());
-    EXPECT_NE(icons.iconFor(QStringLiteral("a.txt"), FileKind::Directory).cacheKey(),
-              first.cacheKey());
-    EXPECT_FALSE(icons.iconFor(QStringLiteral("pipe"), FileKind::Special).isNull());
 }
 
 } // namespace

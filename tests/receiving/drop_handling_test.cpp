@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QMimeData>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -50,31 +51,21 @@ protected:
     std::unique_ptr<QMimeData> file{urls({QUrl::fromLocalFile("/tmp/a.txt")})};
 };
 
-TEST_F(Drop, AFileDragHighlightsHoldsAndHints) {
-    ASSERT_FALSE(shelf.expanded);
-    EXPECT_TRUE(send(QEvent::DragEnter, file.get()));
-    EXPECT_EQ(m_answer, Qt::CopyAction); // never move or link
-    EXPECT_TRUE(shelf.receiving);
-    EXPECT_TRUE(shelf.expanded);
-    EXPECT_TRUE(highlighted());
-    EXPECT_EQ(shelf.root->rimColor(), shelf.root->palette().color(QPalette::Highlight));
-    EXPECT_EQ(shelf.message->text(), "松手即可存到桌面");
-
-    send(QEvent::DragLeave, nullptr);
-    EXPECT_FALSE(shelf.receiving);
-    EXPECT_FALSE(highlighted());
-    EXPECT_EQ(shelf.root->rimWidth(), 0.5);
-    EXPECT_EQ(shelf.message->text(), "松手即可存到桌面"); // the hint stays
-}
-
-TEST_F(Drop, WebLinksAndMoveOnlyDragsAreNotTaken) {
+TEST_F(Drop, AFileDragHighlightsHoldsAndHintsAndOnlyFileCopiesAreTaken) {
     const std::unique_ptr<QMimeData> link(urls({QUrl("https://example.com/a.pdf")}));
     EXPECT_FALSE(send(QEvent::DragEnter, link.get()));
     EXPECT_FALSE(send(QEvent::DragEnter, file.get(), Qt::MoveAction | Qt::LinkAction));
-    EXPECT_FALSE(shelf.receiving);
     EXPECT_FALSE(shelf.expanded);
-    EXPECT_FALSE(highlighted());
     EXPECT_EQ(shelf.message->text(), "拖入存到桌面 · 拖出到其他应用");
+
+    EXPECT_TRUE(send(QEvent::DragEnter, file.get()));
+    EXPECT_EQ(m_answer, Qt::CopyAction); // never move or link
+    EXPECT_TRUE(shelf.receiving && shelf.expanded && highlighted());
+    EXPECT_EQ(shelf.root->rimColor(), shelf.root->palette().color(QPalette::Highlight));
+    EXPECT_EQ(shelf.message->text(), "松手即可存到桌面");
+    send(QEvent::DragLeave, nullptr);
+    EXPECT_FALSE(shelf.receiving || highlighted());
+    EXPECT_EQ(shelf.message->text(), "松手即可存到桌面"); // the hint stays
 }
 
 TEST_F(Drop, ADropHandsTheFilesOverBeforeLettingGo) {
@@ -84,20 +75,27 @@ TEST_F(Drop, ADropHandsTheFilesOverBeforeLettingGo) {
     send(QEvent::DragEnter, mixed.get());
     EXPECT_TRUE(send(QEvent::Drop, mixed.get()));
     EXPECT_EQ(shelf.busy, 1);
-    EXPECT_FALSE(shelf.receiving);
-    EXPECT_FALSE(highlighted());
+    EXPECT_FALSE(shelf.receiving || highlighted());
     EXPECT_EQ(shelf.message->text(), "正在复制到桌面…");
     EXPECT_EQ(platform.queues.queue("Verrabel.files").items.size(), 2U); // sweep, then the import
-}
 
-TEST_F(Drop, ADropWithoutFilesFailsAndKeepsTheHint) {
+    // A drop of web links only fails and keeps the hint.
     send(QEvent::DragEnter, file.get());
     const std::unique_ptr<QMimeData> nothing(urls({QUrl("https://example.com")}));
     EXPECT_FALSE(send(QEvent::Drop, nothing.get()));
-    EXPECT_EQ(shelf.busy, 0);
-    EXPECT_FALSE(shelf.receiving);
-    EXPECT_FALSE(highlighted());
+    EXPECT_EQ(shelf.busy, 1);
     EXPECT_EQ(shelf.message->text(), "松手即可存到桌面");
+
+    // A drag that offers promises and files at once is received as promises.
+    const QTemporaryDir temporary;
+    platform.folders.temporaryPath = temporary.path();
+    const auto promise = std::make_shared<testing::FakePromise>();
+    platform.promises.next = {promise};
+    ASSERT_TRUE(send(QEvent::DragEnter, file.get()));
+    EXPECT_TRUE(send(QEvent::Drop, file.get()));
+    EXPECT_FALSE(promise->folder.isEmpty());
+    EXPECT_EQ(shelf.message->text(), "正在接收文件…");
+    EXPECT_EQ(platform.queues.queue("Verrabel.files").items.size(), 2U);
 }
 
 TEST_F(Drop, ADropWhoseDataCannotBeReadTakesWhatTheDragGave) {
@@ -106,7 +104,6 @@ TEST_F(Drop, ADropWhoseDataCannotBeReadTakesWhatTheDragGave) {
     const QMimeData unreadable;
     EXPECT_TRUE(send(QEvent::Drop, &unreadable));
     EXPECT_EQ(shelf.busy, 1);
-
     // What a drag gave is not kept for the next one.
     send(QEvent::DragLeave, nullptr);
     EXPECT_FALSE(send(QEvent::Drop, &unreadable));

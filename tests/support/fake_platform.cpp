@@ -16,37 +16,24 @@ QRect FakeScreens::toWindowGeometry(const QRectF& frame) const {
         .toRect();
 }
 
-int ManualQueue::runAll() {
-    int ran = 0;
+void ManualQueue::runAll() {
     while (!items.empty()) {
         auto work = std::move(items.front());
         items.pop_front();
         work();
-        ++ran;
     }
-    return ran;
 }
 
 std::unique_ptr<WorkQueue> FakeQueues::makeSerialQueue(const QString& label,
-                                                       QueuePriority priority) {
+                                                       QueuePriority /*priority*/) {
     auto queue = std::make_unique<ManualQueue>();
-    made.append({label, priority, queue.get()});
+    made.insert(label, queue.get());
     return queue;
 }
 
-ManualQueue& FakeQueues::queue(const QString& label) const {
-    for (const Made& entry : made) {
-        if (entry.label == label) {
-            return *entry.queue;
-        }
-    }
-    throw std::out_of_range("no queue with that label");
-}
-
-std::unique_ptr<RepeatingTimer> FakeTimers::makeRepeatingTimer(double intervalSeconds,
+std::unique_ptr<RepeatingTimer> FakeTimers::makeRepeatingTimer(double /*interval*/,
                                                                std::function<void()> onFire) {
     auto timer = std::make_unique<FakeTimer>();
-    timer->interval = intervalSeconds;
     timer->onFire = std::move(onFire);
     last = timer.get();
     return timer;
@@ -54,31 +41,23 @@ std::unique_ptr<RepeatingTimer> FakeTimers::makeRepeatingTimer(double intervalSe
 
 std::unique_ptr<DirectoryWatcher> FakeWatchers::watch(const QString& path,
                                                       std::function<void()> change) {
-    if (!canWatch) {
-        return nullptr;
-    }
     watchedPath = path;
     onChange = std::move(change);
     return std::make_unique<DirectoryWatcher>();
 }
 
-std::unique_ptr<ActivityToken> FakeActivity::begin(std::uint64_t activityOptions,
-                                                   const QString& activityReason) {
-    class Token final : public ActivityToken {
-    public:
-        explicit Token(int& active)
-            : m_active(active) {
-            ++m_active;
+std::unique_ptr<ActivityToken> FakeActivity::begin(std::uint64_t /*options*/,
+                                                   const QString& /*reason*/) {
+    struct Token final : ActivityToken {
+        explicit Token(int& count)
+            : active(count) {
+            ++active;
         }
-        ~Token() override { --m_active; }
+        ~Token() override { --active; }
         Token(const Token&) = delete;
         Token& operator=(const Token&) = delete;
-
-    private:
-        int& m_active;
+        int& active;
     };
-    options = activityOptions;
-    reason = activityReason;
     return std::make_unique<Token>(active);
 }
 
@@ -94,18 +73,11 @@ void FakePlatform::finishScans() {
 }
 
 ScreenInfo notchedScreen() {
-    ScreenInfo screen;
-    screen.frame = QRectF(0, 0, 1600, 1000);
-    screen.safeAreaTop = 40;
-    screen.auxiliaryTopLeftArea = QRectF(0, 960, 700, 40);
-    screen.auxiliaryTopRightArea = QRectF(900, 960, 700, 40);
-    return screen;
+    return {QRectF(0, 0, 1600, 1000), 40, QRectF(0, 960, 700, 40), QRectF(900, 960, 700, 40)};
 }
 
 ScreenInfo plainScreen(const QRectF& frame) {
-    ScreenInfo screen;
-    screen.frame = frame;
-    return screen;
+    return {frame, 0, std::nullopt, std::nullopt};
 }
 
 } // namespace verrabel::testing

@@ -23,47 +23,43 @@
 
 namespace verrabel::testing {
 
-class FakeFolders final : public Folders {
-public:
+// Fakes of the platform's services: settable, recording, and never blocking.
+
+struct FakeFolders final : Folders {
     QString desktopPath = QStringLiteral("/nonexistent/Desktop");
     QString temporaryPath = QStringLiteral("/nonexistent/tmp");
     [[nodiscard]] QString desktop() const override { return desktopPath; }
     [[nodiscard]] QString temporary() const override { return temporaryPath; }
 };
 
-/// Screens given in global y-up points; the first one is the primary screen.
-class FakeScreens final : public Screens {
-public:
+/// Screens in global y-up points; the first is the primary screen.
+struct FakeScreens final : Screens {
     QList<ScreenInfo> list;
-    /// Replaces the screens and announces the change, as a display being plugged in would.
+    /// Replaces the screens and announces it, as a display being plugged in would.
     void change(QList<ScreenInfo> screens);
     [[nodiscard]] QList<ScreenInfo> screens() const override { return list; }
     [[nodiscard]] QRect toWindowGeometry(const QRectF& frame) const override;
 };
 
-class FakePointer final : public Pointer {
-public:
+struct FakePointer final : Pointer {
     std::optional<QPointF> point{QPointF(-1000, -1000)};
     QList<QRectF> zones;
     [[nodiscard]] std::optional<QPointF> location() override { return point; }
     void watch(const QList<QRectF>& watched, const QWidget& /*panel*/) override { zones = watched; }
 };
 
-class FakeCompositor final : public Compositor {
-public:
+struct FakeCompositor final : Compositor {
     bool active = true;
     [[nodiscard]] bool isActive() const override { return active; }
 };
 
-class FakeClock final : public Clock {
-public:
+struct FakeClock final : Clock {
     Date time = 1'700'000'000.0;
     [[nodiscard]] Date now() const override { return time; }
     void advance(double seconds) { time += seconds; }
 };
 
-class FakeWorkspace final : public Workspace {
-public:
+struct FakeWorkspace final : Workspace {
     QList<QUrl> opened;
     QList<QUrl> revealed;
     bool openUrl(const QUrl& url) override {
@@ -73,38 +69,27 @@ public:
     void revealItem(const QUrl& item) override { revealed.append(item); }
 };
 
-/// Records alerts instead of blocking on them.
-class FakeAlerts final : public Alerts {
-public:
+struct FakeAlerts final : Alerts {
     QList<Alert> shown;
     void runModal(const Alert& alert) override { shown.append(alert); }
 };
 
 /// A queue whose items run on the test's own thread, when the test says so.
-class ManualQueue final : public WorkQueue {
-public:
+struct ManualQueue final : WorkQueue {
     std::deque<std::function<void()>> items;
     void submit(std::function<void()> work) override { items.push_back(std::move(work)); }
-    /// Runs every item, including those submitted while running; returns how many ran.
-    int runAll();
+    /// Runs every item, also those submitted meanwhile.
+    void runAll();
 };
 
-class FakeQueues final : public QueueFactory {
-public:
-    struct Made {
-        QString label;
-        QueuePriority priority;
-        ManualQueue* queue;
-    };
-    QList<Made> made;
+struct FakeQueues final : QueueFactory {
+    QHash<QString, ManualQueue*> made;
     [[nodiscard]] std::unique_ptr<WorkQueue> makeSerialQueue(const QString& label,
-                                                             QueuePriority priority) override;
-    [[nodiscard]] ManualQueue& queue(const QString& label) const;
+                                                             QueuePriority /*priority*/) override;
+    [[nodiscard]] ManualQueue& queue(const QString& label) const { return *made.value(label); }
 };
 
-class FakeTimer final : public RepeatingTimer {
-public:
-    double interval = 0;
+struct FakeTimer final : RepeatingTimer {
     std::function<void()> onFire;
     bool scheduled = false;
     int idleSteps = 0;
@@ -119,34 +104,25 @@ public:
     void fire() const { onFire(); }
 };
 
-class FakeTimers final : public TimerFactory {
-public:
+struct FakeTimers final : TimerFactory {
     FakeTimer* last = nullptr;
     [[nodiscard]] std::unique_ptr<RepeatingTimer>
-    makeRepeatingTimer(double intervalSeconds, std::function<void()> onFire) override;
+    makeRepeatingTimer(double /*interval*/, std::function<void()> onFire) override;
 };
 
-class FakeWatchers final : public DirectoryWatchers {
-public:
-    bool canWatch = true;
+struct FakeWatchers final : DirectoryWatchers {
     QString watchedPath;
     std::function<void()> onChange;
     [[nodiscard]] std::unique_ptr<DirectoryWatcher> watch(const QString& path,
                                                           std::function<void()> change) override;
 };
 
-class FakeIcons final : public FileIcons {
-public:
-    int lookups = 0;
-    [[nodiscard]] QIcon iconFor(const QString& /*name*/, FileKind /*kind*/) override {
-        ++lookups;
-        return {};
-    }
+struct FakeIcons final : FileIcons {
+    [[nodiscard]] QIcon iconFor(const QString& /*name*/, FileKind /*kind*/) override { return {}; }
 };
 
 /// Records drags; `during` runs while a drag is under way, as the user would move about.
-class FakeDrags final : public FileDrags {
-public:
+struct FakeDrags final : FileDrags {
     QList<QUrl> dragged;
     std::function<void()> during;
     void dragOut(QWidget* /*source*/, const QUrl& file, const QIcon& /*icon*/) override {
@@ -158,8 +134,7 @@ public:
 };
 
 /// A promise whose deliveries the test makes.
-class FakePromise final : public FilePromise {
-public:
+struct FakePromise final : FilePromise {
     explicit FakePromise(QStringList announced = {})
         : names(std::move(announced)) {}
     QStringList names;
@@ -172,8 +147,7 @@ public:
     }
 };
 
-class FakePromises final : public FilePromises {
-public:
+struct FakePromises final : FilePromises {
     QList<std::shared_ptr<FilePromise>> next;
     [[nodiscard]] bool offers(const QMimeData& /*data*/) const override { return !next.isEmpty(); }
     [[nodiscard]] QList<std::shared_ptr<FilePromise>>
@@ -182,48 +156,39 @@ public:
     }
 };
 
-class FakeActivity final : public ProcessActivity {
-public:
-    std::uint64_t options = 0;
-    QString reason;
+struct FakeActivity final : ProcessActivity {
     int active = 0;
-    [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t activityOptions,
-                                                       const QString& activityReason) override;
+    [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t /*options*/,
+                                                       const QString& /*reason*/) override;
 };
 
-class FakeSettings final : public Settings {
-public:
+struct FakeSettings final : Settings {
     QHash<QString, bool> values;
     [[nodiscard]] bool boolValue(const QString& key) const override { return values.value(key); }
     void setBool(const QString& key, bool value) override { values.insert(key, value); }
 };
 
-class FakeStatusItem final : public StatusItem {
-public:
-    QIcon image;
+struct FakeStatusItem final : StatusItem {
     QString description;
     std::unique_ptr<QMenu> ownMenu;
-    void setImage(const QIcon& icon, const QString& accessibilityDescription) override {
-        image = icon;
+    void setImage(const QIcon& /*icon*/, const QString& accessibilityDescription) override {
         description = accessibilityDescription;
     }
     void setMenu(std::unique_ptr<QMenu> newMenu) override { ownMenu = std::move(newMenu); }
     [[nodiscard]] QMenu* menu() const override { return ownMenu.get(); }
 };
 
-class FakeStatusBar final : public StatusBar {
-public:
+struct FakeStatusBar final : StatusBar {
     [[nodiscard]] std::unique_ptr<StatusItem> makeStatusItem() override {
         return std::make_unique<FakeStatusItem>();
     }
 };
 
-/// The fakes as one platform. Starts with the notched 1600 × 1000 screen of the design.
+/// The fakes as one platform, on the notched 1600 × 1000 screen of the design.
 struct FakePlatform {
     FakePlatform();
-
-    /// Runs the Desktop scans that are queued, delivers their results to the main thread, and
-    /// lets the scan queue free them again, as the real queue would in the background.
+    /// Runs the queued Desktop scans, delivers their results, and lets the scan queue free
+    /// them again, as the real queue would in the background.
     void finishScans();
 
     FakeFolders folders;

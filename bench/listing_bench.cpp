@@ -77,7 +77,7 @@ public:
     /// Runs the scan off the clock; what is left is the main thread's part.
     void scanInBackground() {
         m_shelf->refresh();
-        m_fakes.queues.queue(QStringLiteral("Verrabel.scan")).runAll();
+        m_fakes.queue(QStringLiteral("Verrabel.scan")).runAll();
     }
     void touchAFile() const {
         QFile file(m_folder + QStringLiteral("/文件 0.pdf"));

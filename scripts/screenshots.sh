@@ -11,9 +11,12 @@ build=$(cd "${1:-$here/build}" && pwd)
 shift || true
 out="$here/docs/images"
 "$here/scripts/setup.sh" desktop e2e screenshots
-export E2E_BUILD=$build
-# shellcheck source=tests/e2e/lib.sh
-source "$here/tests/e2e/lib.sh"
+# shellcheck source=scripts/xsession.sh
+source "$here/scripts/xsession.sh"
+# shellcheck source=scripts/wayland_session.sh
+source "$here/scripts/wayland_session.sh"
+# shellcheck source=scripts/drag.sh
+source "$here/scripts/drag.sh"
 mkdir -p "$out"
 export LANG=zh_CN.UTF-8
 
@@ -98,7 +101,7 @@ picture_gnome-wayland() { # mutter, nested, with Verrabel on Xwayland beside a n
   wayland_mutter_start
   wayland_thunar_size 700 450
   wayland_until_drawn 449 300 wayland_native thunar "$HOME/Desktop"
-  e2e_launch
+  wayland_launch "$build/verrabel"
   sleep 1
   outer xdotool mousemove 800 3
   sleep 0.3

@@ -88,6 +88,18 @@ xsession_for_script() {
   xsession_home "$XSESSION_STATE" "${2:-}"
 }
 
+# place_window NAME X Y WIDTH HEIGHT: waits for a visible window of that title and puts it there.
+# xdotool's search gives up when a window goes while it looks, as a second pcmanfm's does.
+place_window() {
+  local window="" tries=40
+  until [[ -n "$window" ]] || ((tries-- == 0)); do
+    window=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | tail -n 1) || sleep 0.5
+  done
+  [[ -n "$window" ]] || { xsession_log "no window titled $1"; return 1; }
+  xdotool windowmove "$window" "$2" "$3" windowsize "$window" "$4" "$5"
+  sleep 1
+}
+
 # Starts a program in the session, to be stopped with it; its PID is in XSESSION_LAST_PID.
 # Its output goes to $XSESSION_LOG when set, else nowhere.
 xsession_launch() {

@@ -2,21 +2,15 @@
 # The frame of an end-to-end scenario: a private X session with a throw-away HOME, the real
 # binary, and checks that read the X server's view of the shelf. A failing scenario leaves a
 # screenshot and the logs in $E2E_BUILD/e2e/<scenario>/.
-#
-#   source tests/e2e/lib.sh
-#   e2e_begin NAME [welcomed]
-#   e2e_launch            # Verrabel, logging to the scenario's folder
-#   expect "what" COMMAND...
+#   source tests/e2e/lib.sh; e2e_begin NAME [welcomed]; e2e_launch; expect "what" COMMAND...
 set -euo pipefail
 
 E2E_SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 E2E_BUILD=$(cd "${E2E_BUILD:-$E2E_SOURCE/build}" && pwd)
-# shellcheck source=scripts/xsession.sh
-source "$E2E_SOURCE/scripts/xsession.sh"
-# shellcheck source=scripts/wayland_session.sh
-source "$E2E_SOURCE/scripts/wayland_session.sh"
-# shellcheck source=tests/e2e/drag.sh
-source "$E2E_SOURCE/tests/e2e/drag.sh"
+for script in xsession wayland_session drag; do
+  # shellcheck source=/dev/null
+  source "$E2E_SOURCE/scripts/$script.sh"
+done
 
 e2e_begin() {
   E2E_NAME=$1
@@ -32,16 +26,14 @@ e2e_begin() {
 }
 
 e2e_finish() {
-  local status=$?
+  local status=$? started=("${XSESSION_PIDS[@]}") pid
   if ((status != 0)); then
     import -window root "$E2E_ARTIFACTS/failure.png" 2>/dev/null || true
     [[ -z "$WAYLAND_PID" ]] || wayland_screenshot "$E2E_ARTIFACTS/screen.png" 2>/dev/null || true
     xwininfo -root -tree >"$E2E_ARTIFACTS/windows.txt" 2>&1 || true
     ls -laR "$HOME" >"$E2E_ARTIFACTS/home.txt" 2>&1 || true
   fi
-  local started=("${XSESSION_PIDS[@]}")
   xsession_stop
-  local pid
   for pid in "${started[@]}"; do
     if ! eventually 2 process_gone "$pid"; then
       echo "e2e: process $pid ($(tr '\0' ' ' <"/proc/$pid/cmdline")) outlived the scenario" >&2
@@ -70,16 +62,9 @@ e2e_launch() {
   fi
 }
 
-fail() {
-  echo "e2e: FAIL: $*" >&2
-  exit 1
-}
-
 # expect WHAT COMMAND...: fails the scenario unless COMMAND succeeds.
 expect() {
-  local what=$1
-  shift
-  "$@" || fail "$what"
+  "${@:2}" || { echo "e2e: FAIL: $1" >&2 && exit 1; }
 }
 
 # verrabel_window SIZE: the first of Verrabel's windows whose size matches the regular
@@ -87,32 +72,14 @@ expect() {
 verrabel_window() {
   xwininfo -root -tree | awk -v size="$1" '/\("verrabel" "Verrabel"\)/ && $0 ~ "\\)  " size {print $1; exit}'
 }
-
-# viewable WINDOW: the window exists and is on screen.
 viewable() { [[ -n "$1" ]] && xwininfo -id "$1" | grep -q 'Map State: IsViewable'; }
-
 shelf_window() { verrabel_window 420x350; }
 shelf_mapped() { viewable "$(shelf_window)"; }
-
 shelf_hidden() { ! shelf_mapped; }
-
 # shelf_at X Y: the shelf is mapped with its top-left corner there.
-shelf_at() {
-  shelf_mapped && xwininfo -root -tree | grep -q "(\"verrabel\" \"Verrabel\")  420x350+$1+$2 "
-}
-
+shelf_at() { shelf_mapped && xwininfo -root -tree | grep -q "(\"verrabel\" \"Verrabel\")  420x350+$1+$2 "; }
 desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
-
 screenshot() { import -window root "$E2E_ARTIFACTS/$1.png"; }
-
-# place_window NAME X Y WIDTH HEIGHT: waits for a visible window of that title and puts it there.
-place_window() {
-  local window
-  window=$(timeout 20 xdotool search --sync --onlyvisible --name "$1" | tail -n 1)
-  [[ -n "$window" ]] || fail "no window titled $1"
-  xdotool windowmove "$window" "$2" "$3" windowsize "$window" "$4" "$5"
-  sleep 1
-}
 
 # The first row of the expanded shelf, where the pointer takes hold of it.
 readonly FIRST_ROW_X=791 FIRST_ROW_Y=122
@@ -121,4 +88,26 @@ readonly FIRST_ROW_X=791 FIRST_ROW_Y=122
 bring_shelf_down() {
   xdotool mousemove 800 3
   eventually 2 shelf_mapped
+}
+
+# expect_hover [outer]: from collapsed, the pointer at the top centre brings the shelf down; it
+# stays within 12 points of the panel (x 590..1009, y 25..374), goes further off, and comes down
+# again. Nested mutter passes xdotool's jumps on only when they land in another window: each
+# point is reached from the panel.
+expect_hover() {
+  local point
+  expect "collapsed" shelf_hidden
+  "$@" xdotool mousemove 800 0
+  expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
+  for point in "581 200" "1018 200" "800 384" "700 3" "800 395"; do
+    "$@" xdotool mousemove 800 200
+    sleep 0.2
+    # shellcheck disable=SC2086
+    "$@" xdotool mousemove $point
+    sleep 0.5
+    [[ $point == "800 395" ]] || expect "it stays with the pointer at $point" shelf_mapped
+  done
+  expect "further off, it goes" eventually 1 shelf_hidden
+  "$@" xdotool mousemove 800 3
+  expect "down again" eventually 1 shelf_mapped
 }

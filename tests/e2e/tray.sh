@@ -11,25 +11,23 @@ tray_docked() { viewable "$(tray_icon)"; }
 # exists, unmapped, all the time).
 menu_open() {
   local window
-  for window in $(xwininfo -root -tree |
-    grep -E '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' | grep -v ' 420x350+' | awk '{print $1}'); do
+  for window in $(xwininfo -root -tree | grep -E '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' |
+    grep -v ' 420x350+' | awk '{print $1}'); do
     viewable "$window" && return 0
   done
   return 1
 }
 open_menu() {
-  local geometry x y w h
-  geometry=$(xwininfo -id "$(tray_icon)" | awk '/Absolute upper-left X/ {x=$4} /Absolute upper-left Y/ {y=$4} /Width/ {w=$2} /Height/ {h=$2} END {print x, y, w, h}')
-  read -r x y w h <<<"$geometry"
+  local x y w h
+  read -r x y w h < <(xwininfo -id "$(tray_icon)" | awk '/Absolute upper-left X/ {x=$4}
+    /Absolute upper-left Y/ {y=$4} /Width/ {w=$2} /Height/ {h=$2} END {print x, y, w, h}')
   xdotool mousemove $((x + w / 2)) $((y + h / 2))
-  # A freshly docked icon may take a moment before it answers clicks.
+  # A freshly docked icon may take a moment before it answers clicks; a person reads the menu
+  # before pressing keys, and Qt grabs the keyboard meanwhile.
   for _ in 1 2 3 4 5; do
     sleep 0.5
     xdotool click 1
-    if eventually 1 menu_open; then
-      sleep 0.3 # a person reads the menu before pressing keys; Qt grabs the keyboard meanwhile
-      return 0
-    fi
+    eventually 1 menu_open && sleep 0.3 && return 0
   done
   return 1
 }
@@ -41,11 +39,9 @@ xsession_launch trayer --edge bottom --align right --width 10 --height 24
 expect "the icon docks when a tray host appears later" eventually 8 tray_docked
 sleep 0.5
 screenshot tray
-
 expect "a click opens the menu" open_menu
 xdotool key Down Return
 expect "展开桌面文件 shows the shelf" eventually 2 shelf_mapped
-
 expect "the menu opens again" open_menu
 xdotool key ctrl+q
 expect "Ctrl+Q in the menu quits Verrabel" eventually 5 bash -c "! kill -0 $E2E_APP 2>/dev/null"

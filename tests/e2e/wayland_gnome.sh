@@ -16,26 +16,7 @@ wayland_thunar_size 700 450
 wayland_until_drawn 449 300 wayland_native thunar "$HOME/native"
 e2e_launch
 sleep 1
-expect "collapsed after start" shelf_hidden
-
-# Nested mutter passes xdotool's jumps on only when they land in another window (the real
-# pointer's moves always): each point is reached from the panel, or from outside.
-outer xdotool mousemove 800 0
-expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
-# The panel covers x 590..1009, y 25..374; 12 points around it keep it open.
-for point in "581 200" "1018 200" "800 384" "700 3"; do
-  outer xdotool mousemove 800 200
-  sleep 0.2
-  # shellcheck disable=SC2086
-  outer xdotool mousemove $point
-  sleep 0.5
-  expect "it stays with the pointer at $point" shelf_mapped
-done
-outer xdotool mousemove 800 200
-outer xdotool mousemove 800 395
-expect "further off, it goes" eventually 1 shelf_hidden
-outer xdotool mousemove 800 3
-expect "down again" eventually 1 shelf_mapped
+expect_hover outer
 outer xdotool mousemove 300 300
 expect "onto a native window, it goes" eventually 1 shelf_hidden
 

@@ -19,20 +19,7 @@ wayland_native thunar "$HOME/native"
 expect "a native thunar" eventually 10 wayland_window 'app_id="thunar"'
 e2e_launch
 sleep 1
-expect "collapsed after start" shelf_hidden
-
-outer xdotool mousemove 800 0
-expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
-for point in "581 200" "1018 200" "800 384" "700 3"; do
-  # shellcheck disable=SC2086
-  outer xdotool mousemove $point
-  sleep 0.5
-  expect "it stays with the pointer at $point" shelf_mapped
-done
-outer xdotool mousemove 800 395
-expect "further off, it goes" eventually 1 shelf_hidden
-outer xdotool mousemove 800 3
-expect "down again" eventually 1 shelf_mapped
+expect_hover outer
 outer xdotool mousemove 300 700
 expect "onto a native window, it goes" eventually 1 shelf_hidden
 

@@ -2,23 +2,18 @@
 #include "platform/thread_queue.h"
 #include "platform/timerfd_timer.h"
 #include "platform/xdg_folders.h"
+#include "support/files.h"
 
-#include <QDir>
 #include <QEventLoop>
-#include <QFile>
-#include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
-
-#include <gtest/gtest.h>
 
 #include <sys/resource.h>
 
 #include <array>
 #include <numeric>
 #include <pthread.h>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 namespace verrabel {
 namespace {
@@ -26,26 +21,23 @@ namespace {
 TEST(ThreadQueue, RunsItemsInOrderOnANamedThreadAtItsPriority) {
     ThreadQueue queue(QStringLiteral("Verrabel.scan"), QueuePriority::Utility);
     std::vector<int> order;
-    std::string name;
+    std::array<char, 16> name{};
     int nice = 0;
-    bool onMainThread = true;
     const auto mainThread = pthread_self();
+    bool onMainThread = true;
     for (int i = 0; i < 50; ++i) {
         queue.submit([&order, i] { order.push_back(i); });
     }
     queue.submit([&] {
-        std::array<char, 16> buffer{};
-        pthread_getname_np(pthread_self(), buffer.data(), buffer.size());
-        name = buffer.data();
+        pthread_getname_np(pthread_self(), name.data(), name.size());
         nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
         onMainThread = pthread_equal(pthread_self(), mainThread) != 0;
     });
     queue.waitUntilIdle();
-
     std::vector<int> expected(50);
     std::iota(expected.begin(), expected.end(), 0);
     EXPECT_EQ(order, expected);
-    EXPECT_EQ(name, "Verrabel.scan");
+    EXPECT_STREQ(name.data(), "Verrabel.scan");
     EXPECT_EQ(nice, 10); // scans yield to imports, whose queue keeps the normal priority
     EXPECT_FALSE(onMainThread);
 }
@@ -56,10 +48,8 @@ TEST(TimerFdTimer, HoldsTheExactIntervalAndFiresInsideNestedEventLoops) {
     auto timer = factory.makeRepeatingTimer(1.0 / 60.0, [&fired] { ++fired; });
     auto& timerfd = dynamic_cast<TimerFdTimer&>(*timer);
     EXPECT_EQ(timerfd.armedInterval().count(), 0); // created unscheduled
-
     timer->schedule();
     EXPECT_EQ(timerfd.armedInterval().count(), 16'666'667);
-
     // A menu or a drag runs a loop of its own; the timer must keep firing in it.
     QEventLoop nested;
     QTimer::singleShot(200, &nested, &QEventLoop::quit);
@@ -68,59 +58,38 @@ TEST(TimerFdTimer, HoldsTheExactIntervalAndFiresInsideNestedEventLoops) {
 }
 
 TEST(XdgFolders, ADesktopThatIsTheHomeFolderCountsAsNone) {
-    const QTemporaryDir home;
-    const QByteArray savedHome = qgetenv("HOME");
-    const QByteArray savedConfig = qgetenv("XDG_CONFIG_HOME");
-    qputenv("HOME", QFile::encodeName(home.path()));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path()));
+    const testing::Files home;
+    const QByteArray saved[] = {qgetenv("HOME"), qgetenv("XDG_CONFIG_HOME")};
+    qputenv("HOME", home.native({}));
+    qputenv("XDG_CONFIG_HOME", home.native({}));
     const auto desktopWith = [&home](const QByteArray& line) {
-        QFile file(home.filePath(QStringLiteral("user-dirs.dirs")));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("XDG_DESKTOP_DIR=\"$HOME/" + line + "\"\n");
-        file.close();
+        home.write("user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/" + line + "\"\n");
         return XdgFolders().desktop();
     };
-    EXPECT_EQ(desktopWith("Schreibtisch"), home.filePath(QStringLiteral("Schreibtisch")));
+    EXPECT_EQ(desktopWith("Schreibtisch"), home.path("Schreibtisch"));
     // user-dirs' way of switching the Desktop off: it would otherwise list the whole home.
     EXPECT_EQ(desktopWith(""), QString());
-    qputenv("HOME", savedHome);
-    qputenv("XDG_CONFIG_HOME", savedConfig);
+    qputenv("HOME", saved[0]);
+    qputenv("XDG_CONFIG_HOME", saved[1]);
 }
 
 TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
-    QTemporaryDir parent;
-    ASSERT_TRUE(parent.isValid());
-    const QString folder = parent.filePath(QStringLiteral("Desktop"));
-    ASSERT_TRUE(QDir().mkpath(folder));
+    const testing::Files parent;
+    parent.mkdir("Desktop");
     int changes = 0;
     InotifyWatchers watchers;
-    const auto watcher = watchers.watch(folder, [&changes] { ++changes; });
+    const auto watcher = watchers.watch(parent.path("Desktop"), [&changes] { ++changes; });
     ASSERT_NE(watcher, nullptr);
-
-    const auto expectChange = [&changes](const std::function<void()>& action, const char* what) {
-        SCOPED_TRACE(what);
+    const auto changed = [&changes](const char* what, const std::function<bool()>& action) {
         const int before = changes;
-        action();
-        QEventLoop loop;
-        QTimer poll;
-        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-            if (changes > before) {
-                loop.quit();
-            }
-        });
-        poll.start(5);
-        QTimer::singleShot(2000, &loop, &QEventLoop::quit);
-        loop.exec();
-        EXPECT_GT(changes, before);
+        EXPECT_TRUE(action());
+        EXPECT_TRUE(QTest::qWaitFor([&] { return changes > before; }, 2000)) << what;
     };
-    const QString file = folder + QStringLiteral("/a.txt");
-    expectChange([&] { QFile(file).open(QIODevice::WriteOnly); }, "create");
-    expectChange([&] { QFile::rename(file, folder + QStringLiteral("/b.txt")); }, "rename");
-    expectChange([&] { QFile::remove(folder + QStringLiteral("/b.txt")); }, "delete");
-    expectChange([&] { QDir().rename(folder, parent.filePath(QStringLiteral("Moved"))); },
-                 "folder moved");
-
-    EXPECT_EQ(watchers.watch(parent.filePath(QStringLiteral("missing")), [] {}), nullptr);
+    changed("create", [&] { return parent.write("Desktop/a.txt"), true; });
+    changed("rename", [&] { return QFile::rename(parent.path("Desktop/a.txt"), parent.path("Desktop/b.txt")); });
+    changed("delete", [&] { return QFile::remove(parent.path("Desktop/b.txt")); });
+    changed("folder moved", [&] { return QDir().rename(parent.path("Desktop"), parent.path("Moved")); });
+    EXPECT_EQ(watchers.watch(parent.path("missing"), [] {}), nullptr);
 }
 
 } // namespace

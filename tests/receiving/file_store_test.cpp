@@ -1,11 +1,7 @@
 #include "platform/file_urls.h"
+#include "receiving/candidate_names.h"
 #include "receiving/file_store.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "support/files.h"
 
 #include <sys/stat.h>
 
@@ -16,65 +12,45 @@
 namespace verrabel {
 namespace {
 
-class FileStoreTest : public ::testing::Test {
+class FileStoreTest : public ::testing::Test, protected testing::Files {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(QDir().mkpath(path("source")) && QDir().mkpath(path("Desktop")));
-    }
-    QString path(const QString& name) const { return m_root.filePath(name); }
-    QByteArray native(const QString& name) const { return QFile::encodeName(path(name)); }
-    void write(const QString& name, const QByteArray& bytes = "x") const {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    }
-    QByteArray read(const QString& name) const {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        mkdir("Desktop");
+        mkdir("source");
     }
     CopyResult copy(const QString& name, const QString& into = "Desktop",
                     const PublishCalls& calls = {}) const {
         return FileStore::copy(QUrl::fromLocalFile(path(name)), path(into), calls);
     }
-    QStringList desktop() const {
-        return QDir(path("Desktop"))
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot | QDir::System,
-                       QDir::Name);
-    }
-
-    QTemporaryDir m_root;
+    QStringList desktop() const { return names("Desktop"); }
 };
 
-TEST_F(FileStoreTest, TakesTheFirstFreeNumberedName) {
+TEST(CandidateNames, NumberTheBaseAndShortenItToFit) {
     // 83 Chinese characters and ".txt" make 253 bytes: numbered, the name is shortened to fit.
-    const QString chinese = QString(83, QChar(0x6587)) + ".txt";
-    const struct {
-        QString name;
-        QStringList numbered;
-    } cases[] = {
-        {"report.pdf", {"report.pdf", "report (1).pdf", "report (2).pdf"}},
-        {"Notes", {"Notes", "Notes (1)"}},
-        {"archive.tar.gz", {"archive.tar.gz", "archive.tar (1).gz"}},
-        {"Project.old/", {"Project.old", "Project (1).old"}},
-        {".profile", {".profile", ".profile (1)"}}, // no extension, by the standard library
-        {chinese, {chinese, QString(82, QChar(0x6587)) + " (1).txt"}},
-    };
+    const QByteArray chinese = QString(83, QChar(0x6587)).toUtf8();
+    const std::pair<QByteArray, QByteArray> cases[] = {
+        {"report.pdf", "report (1).pdf"},
+        {"archive.tar.gz", "archive.tar (1).gz"},
+        {"Notes", "Notes (1)"},
+        {"Tool.app", "Tool (1).app"},
+        {".profile", ".profile (1)"}, // no extension, by the standard library's rule
+        {chinese + ".txt", chinese.left(246) + " (1).txt"}};
     for (const auto& [name, numbered] : cases) {
-        for (const QString& expected : numbered) {
-            const QString item = "source/" + QString(name).remove('/');
-            QDir(path(item)).removeRecursively();
-            name.endsWith('/') ? void(QDir().mkpath(path(item))) : write(item);
-            const CopyResult result = copy(item);
-            ASSERT_FALSE(result.error) << name.toStdString();
-            EXPECT_EQ(QFileInfo(result.path).fileName(), expected);
-        }
+        EXPECT_EQ(CandidateNames(name).at(0), name);
+        EXPECT_EQ(CandidateNames(name).at(1), numbered);
     }
-    // Gaps are filled first.
-    write("Desktop/a.txt");
-    write("Desktop/a (2).txt");
-    write("source/a.txt");
-    EXPECT_EQ(QFileInfo(copy("source/a.txt").path).fileName(), "a (1).txt");
+}
 
+TEST_F(FileStoreTest, TakesTheFirstFreeNameByteForByte) {
+    write("source/a.txt");
+    mkdir("source/Project.old");
+    for (const char* expected : {"a.txt", "a (1).txt", "a (2).txt"}) {
+        EXPECT_EQ(QFileInfo(copy("source/a.txt").path).fileName(), expected);
+    }
+    QFile::remove(path("Desktop/a (1).txt")); // gaps are filled first
+    EXPECT_EQ(QFileInfo(copy("source/a.txt").path).fileName(), "a (1).txt");
+    copy("source/Project.old");
+    EXPECT_EQ(QFileInfo(copy("source/Project.old").path).fileName(), "Project (1).old");
     // Names that are not UTF-8 arrive byte for byte.
     const QByteArray latin1 = "/caf\xe9.txt";
     ASSERT_EQ(close(creat(native("source") + latin1, 0644)), 0);
@@ -86,7 +62,7 @@ TEST_F(FileStoreTest, TakesTheFirstFreeNumberedName) {
 
 TEST_F(FileStoreTest, CopiesNothingIntoItselfOrWhereItAlreadyIs) {
     write("Desktop/here.txt", "mine");
-    ASSERT_TRUE(QDir().mkpath(path("Desktop/inner/deeper")));
+    mkdir("Desktop/inner/deeper");
     ASSERT_TRUE(QFile::link(path("Desktop"), path("Linked")));
     const QStringList before = desktop();
     for (const char* there : {"Desktop/../Desktop/./here.txt", "Linked/here.txt"}) {
@@ -102,7 +78,7 @@ TEST_F(FileStoreTest, CopiesNothingIntoItselfOrWhereItAlreadyIs) {
     EXPECT_EQ(copy(".").error, intoItself);
     EXPECT_EQ(copy("Desktop/inner", "Desktop/inner/deeper").error, intoItself);
     // A sibling whose name begins like the destination's is not its parent.
-    ASSERT_TRUE(QDir().mkpath(path("Desk")));
+    mkdir("Desk");
     EXPECT_FALSE(copy("Desk").error);
 }
 
@@ -121,43 +97,36 @@ TEST(FileStoreNames, GiveOutAfterTenThousand) {
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
 }
 
-// File systems without the no-replace rename (NFS, CIFS, FUSE), with and without hard links.
-int renameWithoutNoReplace(int from, const char* fromName, int to, const char* toName,
-                           unsigned int flags) {
+// File systems without the no-replace rename (NFS, CIFS, FUSE), or without any rename over a
+// name, or without hard links.
+template <bool kRenamesOver>
+int renameWithout(int from, const char* fromName, int to, const char* toName, unsigned flags) {
     errno = EINVAL;
-    return (flags & RENAME_NOREPLACE) != 0 ? -1 : ::renameat2(from, fromName, to, toName, flags);
+    return flags != 0 || !kRenamesOver ? -1 : ::renameat2(from, fromName, to, toName, flags);
 }
-int noRename(int /*from*/, const char* /*name*/, int /*to*/, const char* /*toName*/, unsigned) {
-    errno = EINVAL;
-    return -1;
-}
-int linkNotPermitted(int /*from*/, const char* /*name*/, int /*to*/, const char* /*to*/, int) {
-    errno = EPERM;
-    return -1;
-}
-int linkNotSupported(int /*from*/, const char* /*name*/, int /*to*/, const char* /*to*/, int) {
-    errno = EOPNOTSUPP;
+template <int kError>
+int linkFails(int /*from*/, const char* /*name*/, int /*to*/, const char* /*toName*/, int) {
+    errno = kError;
     return -1;
 }
 
 TEST_F(FileStoreTest, TwoWritersNeverShareOrReplaceANameOnAnyFileSystem) {
     const QByteArray content(64 * 1024, 'v');
     write("source/same.bin", content);
-    ASSERT_TRUE(QDir().mkpath(path("source/Album/inner")));
     write("source/Album/inner/photo.jpg", content);
     const struct {
         const char* fileSystem;
         PublishCalls calls;
     } cases[] = {
         {"local", {}},
-        {"hard links only", {renameWithoutNoReplace, ::linkat}},
-        {"no hard links", {renameWithoutNoReplace, linkNotPermitted}},
-        {"hard links unsupported", {renameWithoutNoReplace, linkNotSupported}},
+        {"hard links only", {renameWithout<true>, ::linkat}},
+        {"no hard links", {renameWithout<true>, linkFails<EPERM>}},
+        {"hard links unsupported", {renameWithout<true>, linkFails<EOPNOTSUPP>}},
     };
     for (const auto& [fileSystem, calls] : cases) {
         SCOPED_TRACE(fileSystem);
         QDir(path("Desktop")).removeRecursively();
-        QDir().mkpath(path("Desktop"));
+        mkdir("Desktop");
         const auto writer = [this, &calls] {
             for (int i = 0; i < 60; ++i) {
                 ASSERT_FALSE(copy("source/same.bin", "Desktop", calls).error);
@@ -177,10 +146,11 @@ TEST_F(FileStoreTest, TwoWritersNeverShareOrReplaceANameOnAnyFileSystem) {
     // Nothing renames over even our own empty placeholder: a folder's contents are moved in;
     // a file fails rather than be written where it would show half-made.
     QDir(path("Desktop")).removeRecursively();
-    QDir().mkpath(path("Desktop"));
-    EXPECT_FALSE(copy("source/Album", "Desktop", {noRename, linkNotPermitted}).error);
+    mkdir("Desktop");
+    const PublishCalls stuck{renameWithout<false>, linkFails<EPERM>};
+    EXPECT_FALSE(copy("source/Album", "Desktop", stuck).error);
     EXPECT_EQ(read("Desktop/Album/inner/photo.jpg"), content);
-    EXPECT_TRUE(copy("source/same.bin", "Desktop", {noRename, linkNotPermitted}).error);
+    EXPECT_TRUE(copy("source/same.bin", "Desktop", stuck).error);
     EXPECT_EQ(desktop(), QStringList{"Album"});
 }
 
@@ -190,7 +160,6 @@ TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
     EXPECT_EQ(copy("source/pipe").error,
               (FileError{"Verrabel", 3, "不能保存特殊文件（管道、套接字或设备）。"}));
     // Halfway through a folder, with a read-only folder already copied: nothing remains.
-    ASSERT_TRUE(QDir().mkpath(path("source/Folder/a")));
     write("source/Folder/a/1.txt");
     ASSERT_EQ(chmod(native("source/Folder/a"), 0555), 0);
     ASSERT_EQ(mkfifo(native("source/Folder/z-pipe"), 0644), 0);
@@ -201,7 +170,6 @@ TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
 }
 
 TEST_F(FileStoreTest, CopiesKeepTreesLinksModesTimesAndHoles) {
-    ASSERT_TRUE(QDir().mkpath(path("source/Tree/sub")));
     write("source/Tree/sub/data.txt", "payload");
     ASSERT_EQ(chmod(native("source/Tree/sub/data.txt"), 0640), 0);
     ASSERT_EQ(symlink("sub/data.txt", native("source/Tree/link")), 0);
@@ -246,7 +214,7 @@ TEST_F(FileStoreTest, TheSweepRemovesOnlyWhatEndedRunsOfOursLeft) {
         return QStringLiteral(".verrabel-%1-%2-k3x9.partial").arg(pid, space);
     };
     // PIDs above the kernel's limit have ended; PID 1 and ours have not.
-    ASSERT_TRUE(QDir().mkpath(path("Desktop/" + name("99999999", mark) + "/inside")));
+    mkdir("Desktop/" + name("99999999", mark) + "/inside");
     write("Desktop/" + name("99999998", mark));
     QStringList kept{name("1", mark),
                      name(QString::number(getpid()), mark),

@@ -4,11 +4,6 @@
 
 namespace verrabel::testing {
 
-void FakeScreens::change(QList<ScreenInfo> screens) {
-    list = std::move(screens);
-    Q_EMIT changed();
-}
-
 QRect FakeScreens::toWindowGeometry(const QRectF& frame) const {
     const double primaryHeight = list.isEmpty() ? 0 : list.first().frame.height();
     return QRectF(frame.x(), primaryHeight - frame.y() - frame.height(), frame.width(),
@@ -39,37 +34,14 @@ std::unique_ptr<RepeatingTimer> FakeTimers::makeRepeatingTimer(double /*interval
     return timer;
 }
 
-std::unique_ptr<DirectoryWatcher> FakeWatchers::watch(const QString& path,
-                                                      std::function<void()> change) {
-    watchedPath = path;
-    onChange = std::move(change);
-    return std::make_unique<DirectoryWatcher>();
-}
-
-std::unique_ptr<ActivityToken> FakeActivity::begin(std::uint64_t /*options*/,
-                                                   const QString& /*reason*/) {
-    struct Token final : ActivityToken {
-        explicit Token(int& count)
-            : active(count) {
-            ++active;
-        }
-        ~Token() override { --active; }
-        Token(const Token&) = delete;
-        Token& operator=(const Token&) = delete;
-        int& active;
-    };
-    return std::make_unique<Token>(active);
-}
-
 FakePlatform::FakePlatform() {
     screens.list = {notchedScreen()};
 }
 
-void FakePlatform::finishScans() {
-    ManualQueue& scans = queues.queue(QStringLiteral("Verrabel.scan"));
-    scans.runAll();
+void FakePlatform::finishScans() const {
+    queue("Verrabel.scan").runAll();
     QCoreApplication::processEvents();
-    scans.runAll();
+    queue("Verrabel.scan").runAll();
 }
 
 ScreenInfo notchedScreen() {
@@ -78,6 +50,25 @@ ScreenInfo notchedScreen() {
 
 ScreenInfo plainScreen(const QRectF& frame) {
     return {frame, 0, std::nullopt, std::nullopt};
+}
+
+ShelfTest::ShelfTest() {
+    for (const char* folder : {"Desktop", "tmp", "from"}) {
+        files.mkdir(folder);
+    }
+    platform.folders.desktopPath = files.path("Desktop");
+    platform.folders.temporaryPath = files.path("tmp");
+    shelf = std::make_unique<ShelfController>(platform.services);
+    platform.finishScans();
+    queue("Verrabel.files").runAll(); // the start-up sweep of half-made copies
+}
+
+void ShelfTest::finishWork() {
+    QCoreApplication::processEvents(); // deliveries reach the promise queue from the main thread
+    queue("Verrabel.files").runAll();
+    queue("").runAll();
+    QCoreApplication::processEvents();
+    platform.finishScans();
 }
 
 } // namespace verrabel::testing

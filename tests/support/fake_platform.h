@@ -15,6 +15,8 @@
 #include "platform/status_item.h"
 #include "platform/work_queue.h"
 #include "platform/workspace.h"
+#include "shelf/shelf_controller.h"
+#include "support/files.h"
 
 #include <QHash>
 #include <QMenu>
@@ -36,7 +38,10 @@ struct FakeFolders final : Folders {
 struct FakeScreens final : Screens {
     QList<ScreenInfo> list;
     /// Replaces the screens and announces it, as a display being plugged in would.
-    void change(QList<ScreenInfo> screens);
+    void change(QList<ScreenInfo> screens) {
+        list = std::move(screens);
+        Q_EMIT changed();
+    }
     [[nodiscard]] QList<ScreenInfo> screens() const override { return list; }
     [[nodiscard]] QRect toWindowGeometry(const QRectF& frame) const override;
 };
@@ -61,12 +66,8 @@ struct FakeClock final : Clock {
 
 struct FakeWorkspace final : Workspace {
     QList<QUrl> opened;
-    QList<QUrl> revealed;
-    bool openUrl(const QUrl& url) override {
-        opened.append(url);
-        return true;
-    }
-    void revealItem(const QUrl& item) override { revealed.append(item); }
+    bool openUrl(const QUrl& url) override { return opened.append(url), true; }
+    void revealItem(const QUrl& /*item*/) override {}
 };
 
 struct FakeAlerts final : Alerts {
@@ -86,7 +87,6 @@ struct FakeQueues final : QueueFactory {
     QHash<QString, ManualQueue*> made;
     [[nodiscard]] std::unique_ptr<WorkQueue> makeSerialQueue(const QString& label,
                                                              QueuePriority /*priority*/) override;
-    [[nodiscard]] ManualQueue& queue(const QString& label) const { return *made.value(label); }
 };
 
 struct FakeTimer final : RepeatingTimer {
@@ -101,7 +101,6 @@ struct FakeTimer final : RepeatingTimer {
         idlePoint = pointer;
     }
     void resume() override { ++resumes; }
-    void fire() const { onFire(); }
 };
 
 struct FakeTimers final : TimerFactory {
@@ -114,7 +113,11 @@ struct FakeWatchers final : DirectoryWatchers {
     QString watchedPath;
     std::function<void()> onChange;
     [[nodiscard]] std::unique_ptr<DirectoryWatcher> watch(const QString& path,
-                                                          std::function<void()> change) override;
+                                                          std::function<void()> change) override {
+        watchedPath = path;
+        onChange = std::move(change);
+        return std::make_unique<DirectoryWatcher>();
+    }
 };
 
 struct FakeIcons final : FileIcons {
@@ -150,16 +153,24 @@ struct FakePromise final : FilePromise {
 struct FakePromises final : FilePromises {
     QList<std::shared_ptr<FilePromise>> next;
     [[nodiscard]] bool offers(const QMimeData& /*data*/) const override { return !next.isEmpty(); }
-    [[nodiscard]] QList<std::shared_ptr<FilePromise>>
-    receivers(const QMimeData& /*data*/) override {
+    [[nodiscard]] QList<std::shared_ptr<FilePromise>> receivers(const QMimeData& /*d*/) override {
         return std::exchange(next, {});
     }
 };
 
+/// Counts the activities under way by the tokens alive.
 struct FakeActivity final : ProcessActivity {
-    int active = 0;
+    struct Token final : ActivityToken {
+        std::shared_ptr<int> count;
+    };
+    std::shared_ptr<int> count = std::make_shared<int>();
+    [[nodiscard]] long active() const { return count.use_count() - 1; }
     [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t /*options*/,
-                                                       const QString& /*reason*/) override;
+                                                       const QString& /*reason*/) override {
+        auto token = std::make_unique<Token>();
+        token->count = count;
+        return token;
+    }
 };
 
 struct FakeSettings final : Settings {
@@ -187,9 +198,12 @@ struct FakeStatusBar final : StatusBar {
 /// The fakes as one platform, on the notched 1600 × 1000 screen of the design.
 struct FakePlatform {
     FakePlatform();
+    [[nodiscard]] ManualQueue& queue(const QString& label) const { return *queues.made.value(label); }
     /// Runs the queued Desktop scans, delivers their results, and lets the scan queue free
     /// them again, as the real queue would in the background.
-    void finishScans();
+    void finishScans() const;
+    /// One hover timer step.
+    void tick() const { timers.last->onFire(); }
 
     FakeFolders folders;
     FakeScreens screens;
@@ -216,5 +230,19 @@ struct FakePlatform {
 [[nodiscard]] ScreenInfo notchedScreen();
 /// A screen without a camera housing.
 [[nodiscard]] ScreenInfo plainScreen(const QRectF& frame);
+
+/// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/
+/// and from/, the files' source. Its first scan and its start-up sweep have run.
+class ShelfTest : public ::testing::Test {
+protected:
+    ShelfTest();
+    [[nodiscard]] ManualQueue& queue(const QString& label) const { return platform.queue(label); }
+    /// Runs the copies and receptions queued, and delivers what they report.
+    void finishWork();
+
+    Files files;
+    FakePlatform platform;
+    std::unique_ptr<ShelfController> shelf;
+};
 
 } // namespace verrabel::testing

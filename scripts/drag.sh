@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Drags with the pointer held down, the way X drag and drop sources need to see it: pauses
+# Drags with xdotool, the pointer held down, the way X drag and drop sources need to see it: pauses
 # between press, the first moves and release, and many small steps in between.
 
 # Presses at X Y and moves far enough for the source to start its drag.

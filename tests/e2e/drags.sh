@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Files dragged in from real file managers land on the Desktop, never over what is there.
+# Files dragged in from real file managers land on the Desktop, never over what is there; a row
+# dragged out into a file manager is copied there and stays on the Desktop. Clicking the shelf
+# takes the keyboard focus from nobody.
 source "$(dirname "$0")/lib.sh"
-e2e_begin drag_in welcomed
+e2e_begin drags welcomed
 
-mkdir -p "$HOME/one" "$HOME/folder/Album" "$HOME/two"
+mkdir -p "$HOME/one" "$HOME/folder/Album" "$HOME/two" "$HOME/out"
 echo hello >"$HOME/one/report.pdf"
 echo picture >"$HOME/folder/Album/photo.jpg"
 echo 1 >"$HOME/two/one.txt"
@@ -34,6 +36,18 @@ sleep 0.5
 drag_via 312 "$first_icon_y" 800 5 800 200
 expect "two files dropped at once from thunar are both saved" \
   eventually 5 bash -c "[[ -e '$E2E_DESKTOP/one.txt' && -e '$E2E_DESKTOP/two.txt' ]]"
-xdotool mousemove 800 250
-expect "the shelf lists them" eventually 3 shelf_mapped
 screenshot after
+
+# The first row is Album.
+xsession_launch pcmanfm --new-win "$HOME/out"
+place_window '^out$' 100 450 700 450
+focused=$(xdotool getwindowfocus)
+expect "the shelf comes down" bring_shelf_down
+xdotool mousemove "$FIRST_ROW_X" "$FIRST_ROW_Y" click 1
+sleep 0.3
+expect "a click on the shelf leaves the keyboard focus where it was" \
+  test "$(xdotool getwindowfocus)" = "$focused"
+drag "$FIRST_ROW_X" "$FIRST_ROW_Y" 400 700
+expect "the file manager holds a copy" eventually 5 test -e "$HOME/out/Album/photo.jpg"
+expect "the copy is whole" cmp -s "$HOME/out/Album/photo.jpg" "$E2E_DESKTOP/Album/photo.jpg"
+expect "the Desktop still holds the original" desktop_has Album/photo.jpg

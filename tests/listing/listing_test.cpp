@@ -1,0 +1,186 @@
+#include "listing/file_list_view.h"
+#include "listing/file_row.h"
+#include "shelf/controls.h"
+#include "support/fake_platform.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+#include <QMouseEvent>
+#include <QScrollArea>
+#include <QScrollBar>
+
+namespace verrabel {
+namespace {
+
+class Listing : public testing::ShelfTest {
+protected:
+    void fill(int count) const {
+        for (int i = 0; i < count; ++i) {
+            files.write(QStringLiteral("Desktop/item %1").arg(i, 3, 10, QLatin1Char('0')));
+        }
+    }
+    void removeAllBut(int keep) const {
+        for (const QString& name : files.names("Desktop").mid(keep)) {
+            QFile::remove(files.path("Desktop/" + name));
+        }
+    }
+    /// A rescan, run to the end.
+    void rescan() {
+        shelf->refresh();
+        platform.finishScans();
+    }
+    FileListView* list() const { return qobject_cast<FileListView*>(shelf->scroll->widget()); }
+    QList<FileRow*> rows() const { return list()->findChildren<FileRow*>(); }
+    QString listMessage() const {
+        const auto* label = list()->findChild<Label*>();
+        return label != nullptr ? label->text() : QString();
+    }
+    QScrollBar* scrollBar() const { return shelf->scroll->verticalScrollBar(); }
+    std::unique_ptr<FileRow> row(const QString& name, qint64 size = 1, bool folder = false) {
+        DesktopEntry item;
+        item.name = name;
+        item.url = QUrl::fromLocalFile("/home/someone/Desktop/" + name);
+        item.size = size;
+        item.isDirectory = folder;
+        return std::make_unique<FileRow>(item, shelf.get(), 374, platform.services);
+    }
+    static void send(QWidget& widget, QEvent::Type type, QPointF at,
+                     Qt::MouseButtons held = Qt::LeftButton) {
+        QMouseEvent event(type, at, at, widget.mapToGlobal(at),
+                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(&widget, &event);
+    }
+};
+
+TEST_F(Listing, EmptyAndUnreadableDesktopsShowAMessageInsteadOfRows) {
+    EXPECT_EQ(shelf->count->text(), "0 个项目 · 与桌面同步");
+    EXPECT_EQ(list()->geometry(), QRect(0, 0, 374, 236));
+    EXPECT_EQ(listMessage(), "桌面还是空的\n把文件拖到这里，就能存到桌面");
+    EXPECT_EQ(list()->findChild<Label*>()->geometry(), QRect(10, 75, 354, 100));
+    fill(2);
+    rescan();
+    ASSERT_TRUE(QDir().rename(files.path("Desktop"), files.path("Away")));
+    rescan(); // a failure always replaces the rows
+    EXPECT_EQ(shelf->count->text(), "需要授权");
+    EXPECT_TRUE(rows().isEmpty());
+    EXPECT_EQ(listMessage(), "无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
+                             "允许 Verrabel 访问桌面，然后重新打开应用。");
+    ASSERT_TRUE(QDir().rename(files.path("Away"), files.path("Desktop")));
+    rescan();
+    EXPECT_EQ(rows().size(), 2);
+}
+
+TEST_F(Listing, RowsStack54PointsApartAndOnlyThoseNearTheVisibleBandShow) {
+    const std::pair<int, int> sizes[] = {{4, 236}, {5, 270}, {100, 5400}};
+    for (const auto& [items, height] : sizes) {
+        removeAllBut(0);
+        fill(items);
+        rescan();
+        EXPECT_EQ(list()->height(), height);
+        ASSERT_EQ(rows().size(), items);
+        for (FileRow* row : rows()) {
+            EXPECT_EQ(row->geometry(), QRect(0, row->name().mid(5).toInt() * 54, 374, 52));
+        }
+    }
+    // The 230-point visible band, and a band's height above and below it.
+    const auto shown = [this] {
+        QList<int> rowsShown;
+        for (FileRow* row : rows()) {
+            if (row->isVisibleTo(list())) {
+                rowsShown.append(row->y() / 54);
+            }
+        }
+        std::sort(rowsShown.begin(), rowsShown.end());
+        return std::pair{rowsShown.constFirst(), rowsShown.constLast()};
+    };
+    EXPECT_EQ(shown().second, 8);          // row 8 begins at 432, within 460
+    scrollBar()->setValue(2000);           // rows 37 to 41 in view
+    EXPECT_EQ(shown(), std::pair(32, 45)); // ending after 1770, beginning before 2460
+}
+
+TEST_F(Listing, OneScanAtATimeAndAnUnchangedListingKeepsItsRows) {
+    EXPECT_EQ(platform.watchers.watchedPath, files.path("Desktop"));
+    fill(3);
+    const Date first = platform.clock.time;
+    shelf->refresh();
+    platform.clock.advance(0.5);
+    shelf->refresh(); // dropped: one is in flight
+    EXPECT_EQ(queue("Verrabel.scan").items.size(), 1U);
+    EXPECT_EQ(shelf->lastRefresh, first);
+    platform.finishScans();
+    const QPointer<FileRow> top = rows().constFirst();
+    QEvent enter(QEvent::Enter);
+    QCoreApplication::sendEvent(top, &enter);
+    shelf->count->setText(QString());
+    rescan();
+    EXPECT_EQ(shelf->count->text(), "3 个项目 · 与桌面同步");
+    ASSERT_FALSE(top.isNull());
+    EXPECT_TRUE(top->isHovered());
+
+    // While a row is dragged out nothing is drawn, nor asked for by the watcher.
+    fill(4);
+    shelf->refresh();
+    shelf->exporting = true;
+    platform.finishScans();
+    EXPECT_FALSE(shelf->refreshInFlight); // cleared for every result, drawn or not
+    EXPECT_EQ(shelf->count->text(), "3 个项目 · 与桌面同步");
+    platform.watchers.onChange();
+    EXPECT_TRUE(queue("Verrabel.scan").items.empty());
+    shelf->exporting = false;
+    platform.watchers.onChange();
+    platform.finishScans();
+    EXPECT_EQ(shelf->count->text(), "4 个项目 · 与桌面同步");
+    EXPECT_TRUE(top.isNull()); // a changed listing rebuilds every row
+
+    // A rebuild keeps the scroll offset, within what the new list allows.
+    fill(100);
+    rescan();
+    scrollBar()->setValue(500);
+    removeAllBut(6); // 324 high, so at most 324 - 230 = 94
+    rescan();
+    EXPECT_EQ(scrollBar()->value(), 94);
+    fill(100);
+    rescan();
+    scrollBar()->setValue(120);
+    files.write("Desktop/zzz");
+    rescan();
+    EXPECT_EQ(scrollBar()->value(), 120);
+}
+
+TEST_F(Listing, RowsShowSizeOrFolderOpenOnTheSecondClickAndDragOutPastFourPoints) {
+    EXPECT_EQ(row("x", 48213)->detail(), "48.2 kB");
+    EXPECT_EQ(row("x", 0)->detail(), QLocale().formattedDataSize(0, 1, QLocale::DataSizeSIFormat));
+    EXPECT_EQ(row("x", 0, true)->detail(), "文件夹");
+
+    const auto file = row("a.txt");
+    send(*file, QEvent::MouseButtonPress, {100, 20});
+    send(*file, QEvent::MouseButtonDblClick, {100, 20});
+    send(*file, QEvent::MouseButtonPress, {100, 20}); // the third click of a triple click
+    EXPECT_EQ(platform.workspace.opened, QList{file->url});
+    bool exportingDuringDrag = false;
+    platform.drags.during = [&] { exportingDuringDrag = shelf->exporting; };
+    send(*file, QEvent::MouseMove, {104, 20}); // exactly 4.0: not yet
+    send(*file, QEvent::MouseMove, {100, 24});
+    EXPECT_TRUE(platform.drags.dragged.isEmpty());
+    send(*file, QEvent::MouseMove, {102.5, 23.2}); // about 4.06
+    EXPECT_EQ(platform.drags.dragged, QList{file->url});
+    EXPECT_TRUE(exportingDuringDrag);
+    EXPECT_FALSE(shelf->exporting);              // cleared when the drag ends
+    send(*file, QEvent::MouseMove, {150, 40}); // the same press never starts a second drag
+    // Only the left button drags, even with a left press remembered from before.
+    send(*file, QEvent::MouseButtonPress, {100, 20});
+    send(*file, QEvent::MouseButtonRelease, {100, 20});
+    send(*file, QEvent::MouseMove, {150, 40}, Qt::RightButton);
+    EXPECT_EQ(platform.drags.dragged.size(), 1);
+    // Without its controller the row still drags.
+    const auto orphan = row("b.txt");
+    shelf.reset();
+    platform.drags.during = nullptr;
+    send(*orphan, QEvent::MouseButtonPress, {100, 20});
+    send(*orphan, QEvent::MouseMove, {120, 20});
+    EXPECT_EQ(platform.drags.dragged.size(), 2);
+}
+
+} // namespace
+} // namespace verrabel

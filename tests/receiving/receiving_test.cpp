@@ -1,0 +1,187 @@
+#include "shelf/controls.h"
+#include "shelf/drop_view.h"
+#include "support/fake_platform.h"
+
+#include <QCoreApplication>
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QRegularExpression>
+
+#include <sys/stat.h>
+
+namespace verrabel {
+namespace {
+
+using testing::FakePromise;
+
+class Receiving : public testing::ShelfTest {
+protected:
+    QUrl from(const QString& name) {
+        files.write("from/" + name);
+        return QUrl::fromLocalFile(files.path("from/" + name));
+    }
+    /// Sends a drag event with these URLs (none: data that cannot be read) to the shelf's root;
+    /// returns whether the view took it.
+    bool send(QEvent::Type type, const QList<QUrl>& urls = {},
+              Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction) {
+        QMimeData data;
+        if (!urls.isEmpty()) {
+            data.setUrls(urls);
+        }
+        if (type == QEvent::DragLeave) {
+            QDragLeaveEvent event;
+            QCoreApplication::sendEvent(shelf->root, &event);
+            return true;
+        }
+        std::unique_ptr<QDropEvent> event =
+            type == QEvent::DragEnter
+                ? std::make_unique<QDragEnterEvent>(QPoint(200, 200), offered, &data,
+                                                    Qt::LeftButton, Qt::NoModifier)
+                : std::make_unique<QDropEvent>(QPointF(200, 200), offered, &data,
+                                               Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(shelf->root, event.get());
+        m_answer = event->isAccepted() ? event->dropAction() : Qt::IgnoreAction;
+        return event->isAccepted();
+    }
+    bool highlighted() const { return shelf->root->dropHighlighted && shelf->root->rimWidth() == 2; }
+    QString message() const { return shelf->message->text(); }
+    /// The source writes `name` into the folder it was given and reports it delivered.
+    static void deliver(FakePromise& source, const QString& name) {
+        QFile file(source.folder + '/' + name);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(name.toUtf8());
+        file.close();
+        source.delivered({{QUrl::fromLocalFile(file.fileName())}, std::nullopt});
+    }
+
+    Qt::DropAction m_answer = Qt::IgnoreAction;
+    const QUrl m_file = QUrl::fromLocalFile("/tmp/a.txt");
+    const QUrl m_web = QUrl("https://example.com/a.pdf");
+};
+
+TEST_F(Receiving, AFileDragHighlightsAndHintsAndOnlyFileCopiesAreTaken) {
+    EXPECT_FALSE(send(QEvent::DragEnter, {m_web}));
+    EXPECT_FALSE(send(QEvent::DragEnter, {m_file}, Qt::MoveAction | Qt::LinkAction));
+    EXPECT_FALSE(shelf->expanded);
+    EXPECT_EQ(message(), "拖入存到桌面 · 拖出到其他应用");
+    EXPECT_TRUE(send(QEvent::DragEnter, {m_file}));
+    EXPECT_EQ(m_answer, Qt::CopyAction); // never move or link
+    EXPECT_TRUE(shelf->receiving && shelf->expanded && highlighted());
+    EXPECT_EQ(shelf->root->rimColor(), shelf->root->palette().color(QPalette::Highlight));
+    EXPECT_EQ(message(), "松手即可存到桌面");
+    send(QEvent::DragLeave);
+    EXPECT_FALSE(shelf->receiving || highlighted());
+    EXPECT_EQ(message(), "松手即可存到桌面"); // the hint stays
+
+    // The files are handed over before the drop ends; web links are left out.
+    send(QEvent::DragEnter, {m_file});
+    EXPECT_TRUE(send(QEvent::Drop, {m_file, m_web, QUrl::fromLocalFile("/tmp/b.txt")}));
+    EXPECT_EQ(shelf->busy, 1);
+    EXPECT_FALSE(shelf->receiving || highlighted());
+    EXPECT_EQ(message(), "正在复制到桌面…");
+    EXPECT_EQ(queue("Verrabel.files").items.size(), 1U);
+    // Web links only: refused, and the hint stays.
+    send(QEvent::DragEnter, {m_file});
+    EXPECT_FALSE(send(QEvent::Drop, {m_web}));
+    EXPECT_EQ(message(), "松手即可存到桌面");
+    send(QEvent::DragEnter, {m_file});
+    // wlroots hands the data over while the drag moves, not once it is dropped; what a drag
+    // gave is not kept for the next one.
+    EXPECT_TRUE(send(QEvent::Drop));
+    EXPECT_EQ(shelf->busy, 2);
+    send(QEvent::DragLeave);
+    EXPECT_FALSE(send(QEvent::Drop));
+    // Promises and files at once are received as promises.
+    const auto promise = std::make_shared<FakePromise>();
+    platform.promises.next = {promise};
+    ASSERT_TRUE(send(QEvent::DragEnter, {m_file}));
+    EXPECT_TRUE(send(QEvent::Drop, {m_file}));
+    EXPECT_FALSE(promise->folder.isEmpty());
+    EXPECT_EQ(message(), "正在接收文件…");
+    EXPECT_EQ(queue("Verrabel.files").items.size(), 2U);
+    // Without its controller the view still answers, but takes nothing.
+    shelf->root->owner = nullptr;
+    EXPECT_TRUE(send(QEvent::DragEnter, {m_file}) && highlighted());
+    EXPECT_FALSE(send(QEvent::Drop, {m_file}) || highlighted());
+    EXPECT_EQ(shelf->busy, 3);
+}
+
+TEST_F(Receiving, ImportsCopyInTheBackgroundAndReportFailuresInOneAlert) {
+    ASSERT_EQ(mkfifo(files.native("from/pipe"), 0644), 0);
+    shelf->importFiles({from("a.txt"), from("b.txt")});
+    shelf->importFiles({from("c.txt"), QUrl::fromLocalFile(files.path("from/pipe"))});
+    EXPECT_EQ(shelf->busy, 2);
+    EXPECT_EQ(message(), "正在复制到桌面…");
+    EXPECT_TRUE(files.names("Desktop").isEmpty()); // nothing is copied on the main thread
+    // Drops in quick succession: copied and reported one after the other.
+    queue("Verrabel.files").items.front()();
+    queue("Verrabel.files").items.pop_front();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(shelf->busy, 1);
+    EXPECT_EQ(message(), "已存到桌面 · 2 个项目");
+    finishWork();
+    EXPECT_EQ(shelf->busy, 0);
+    EXPECT_EQ(message(), "1 个项目保存失败");
+    ASSERT_EQ(platform.alerts.shown.size(), 1);
+    const Alert& alert = platform.alerts.shown.constFirst();
+    EXPECT_EQ(alert.messageText, "部分文件未能保存");
+    EXPECT_EQ(alert.informativeText, "pipe：不能保存特殊文件（管道、套接字或设备）。");
+    EXPECT_EQ(alert.buttons, QStringList{"好"});
+    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt", "c.txt"}));
+    EXPECT_EQ(shelf->count->text(), "3 个项目 · 与桌面同步"); // refreshed at the end
+
+    // An item already on the Desktop counts as saved; busy never goes below zero.
+    shelf->importFiles({QUrl::fromLocalFile(files.path("Desktop/a.txt"))});
+    shelf->busy = 0;
+    finishWork();
+    EXPECT_EQ(shelf->busy, 0);
+    EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
+    EXPECT_EQ(files.names("Desktop").size(), 3);
+}
+
+TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
+    const auto three = std::make_shared<FakePromise>(QStringList{"a.txt", "b.txt", "c.txt"});
+    const auto unnamed = std::make_shared<FakePromise>(); // expects one file
+    shelf->receive({three, unnamed});
+    EXPECT_EQ(shelf->busy, 2);
+    EXPECT_EQ(message(), "正在接收文件…");
+    EXPECT_TRUE(QRegularExpression("^Verrabel-[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}$")
+                    .match(QFileInfo(three->folder).fileName())
+                    .hasMatch());
+    EXPECT_NE(three->folder, unnamed->folder);
+    deliver(*three, "a.txt");
+    deliver(*three, "b.txt");
+    deliver(*unnamed, "photo.jpg");
+    finishWork();
+    EXPECT_EQ(shelf->busy, 1); // one still to come
+    EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
+    deliver(*three, "c.txt");
+    finishWork();
+    EXPECT_EQ(shelf->busy, 0);
+    EXPECT_EQ(message(), "已存到桌面 · 3 个项目");
+    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt", "c.txt", "photo.jpg"}));
+    EXPECT_TRUE(files.names("tmp").isEmpty());
+    EXPECT_TRUE(platform.alerts.shown.isEmpty());
+
+    // A failed delivery is an error line; a promise without a folder, an alert of its own.
+    const auto source = std::make_shared<FakePromise>(QStringList{"d", "e"});
+    shelf->receive({source});
+    deliver(*source, "d");
+    source->delivered({{}, QString("来源程序没能提供这个文件。")});
+    finishWork();
+    EXPECT_EQ(message(), "1 个项目保存失败");
+    ASSERT_EQ(platform.alerts.shown.size(), 1);
+    EXPECT_EQ(platform.alerts.shown.constFirst().informativeText, "来源程序没能提供这个文件。");
+    EXPECT_TRUE(files.names("Desktop").contains("d"));
+    files.write("not-a-folder");
+    platform.folders.temporaryPath = files.path("not-a-folder");
+    shelf->receive({std::make_shared<FakePromise>(), std::make_shared<FakePromise>()});
+    ASSERT_EQ(platform.alerts.shown.size(), 3);
+    EXPECT_EQ(platform.alerts.shown.constLast().messageText, "部分文件未能保存");
+    EXPECT_FALSE(platform.alerts.shown.constLast().informativeText.isEmpty());
+    EXPECT_EQ(shelf->busy, 0);
+    EXPECT_EQ(message(), "1 个项目保存失败"); // unchanged
+}
+
+} // namespace
+} // namespace verrabel

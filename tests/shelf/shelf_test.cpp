@@ -1,0 +1,299 @@
+#include "shelf/controls.h"
+#include "shelf/drop_view.h"
+#include "shelf/notch_geometry.h"
+#include "shelf/shelf_panel.h"
+#include "support/fake_platform.h"
+
+#include <QApplication>
+#include <QTest>
+
+namespace verrabel {
+namespace {
+
+using testing::notchedScreen;
+using testing::plainScreen;
+
+TEST(NotchGeometry, HotZoneAndPanelHangFromTheNotch) {
+    // The worked example, then the floors: a notch at least 25 high and a gap of at least 120;
+    // without both areas beside the housing the zone is 250 wide on any screen.
+    const ScreenInfo notched = notchedScreen();
+    EXPECT_EQ(notch::hotZone(notched), QRectF(665, 948, 270, 52));
+    EXPECT_EQ(notch::expandedFrame(notched), QRectF(590, 610, 420, 350));
+    ScreenInfo inset = plainScreen(QRectF(0, 0, 1600, 1000));
+    EXPECT_EQ(notch::hotZone(inset), QRectF(675, 963, 250, 37));
+    inset.safeAreaTop = 20;
+    EXPECT_EQ(notch::notchHeight(inset), 25);
+    inset.safeAreaTop = 38;
+    EXPECT_EQ(notch::notchHeight(inset), 38);
+    EXPECT_EQ(notch::hotZoneWidth(plainScreen(QRectF(-3840, 0, 3840, 2160))), 250);
+    ScreenInfo odd = notched;
+    odd.auxiliaryTopRightArea = QRectF(650, 960, 950, 40); // overlapping: a gap below 0
+    EXPECT_EQ(notch::hotZoneWidth(odd), 190);
+    odd.auxiliaryTopRightArea.reset();
+    EXPECT_EQ(notch::hotZoneWidth(odd), 250);
+
+    // Minimum edges inside, maximum edges out; the zone reaches 12 points into the panel.
+    const QRectF zone = notch::hotZone(notched);
+    EXPECT_TRUE(notch::contains(zone, {665, 948}) && notch::contains(zone, {934.999, 999.999}));
+    EXPECT_FALSE(notch::contains(zone, {935, 960}) || notch::contains(zone, {800, 1000}));
+    EXPECT_EQ(zone.intersected(notch::expandedFrame(notched)).height(), 12);
+}
+
+// On the design's notched screen: hot zone x 665..935, y 948..1000; panel x 590..1010,
+// y 610..960; keep-open area x 578..1022, y 598..972.
+constexpr QPointF kNotch{800, 990};
+constexpr QPointF kOnPanel{800, 800};
+constexpr QPointF kFarAway{100, 100};
+constexpr double kTick = 1.0 / 60;
+
+class Shelf : public ::testing::Test {
+protected:
+    void SetUp() override { platform.finishScans(); }
+    std::size_t scansStarted() const { return platform.queue("Verrabel.scan").items.size(); }
+    /// One timer step, `seconds` after the previous one, with the pointer at `pointer`.
+    void step(std::optional<QPointF> pointer, double seconds = kTick) {
+        platform.pointer.point = pointer;
+        platform.clock.advance(seconds);
+        platform.tick();
+    }
+    /// Steps there for about `seconds`; returns the scans started meanwhile.
+    std::size_t stay(QPointF pointer, double seconds) {
+        std::size_t started = 0;
+        for (double elapsed = 0; elapsed < seconds; elapsed += kTick) {
+            step(pointer);
+            started += scansStarted();
+            platform.finishScans();
+        }
+        return started;
+    }
+    void open() {
+        step(kNotch);
+        platform.finishScans();
+        ASSERT_TRUE(shelf.expanded);
+    }
+    /// The clock arrives at exactly 0 with this step, so that the strict comparisons can be
+    /// tested at their very boundary.
+    void stepAtTimeZero(QPointF pointer) {
+        platform.clock.time = -kTick;
+        step(pointer);
+    }
+
+    testing::FakePlatform platform;
+    ShelfController shelf{platform.services};
+};
+
+TEST_F(Shelf, StartsCollapsedWithTheControlsAtTheirFramesAndTheCornersCutWithoutACompositor) {
+    EXPECT_FALSE(shelf.panel->isVisible());
+    EXPECT_TRUE(platform.timers.last->scheduled);
+    EXPECT_EQ(platform.activity.active(), 1);
+    EXPECT_EQ(shelf.message->text(), "拖入存到桌面 · 拖出到其他应用");
+    // The design's frames have y up from the bottom of the 350-high content.
+    const QList<QRect> frames{{23, 23, 26, 28}, {61, 16, 240, 23},  {61, 41, 290, 16},
+                              {22, 66, 376, 1}, {22, 302, 376, 1},  {14, 71, 392, 230},
+                              {22, 314, 278, 18}, {320, 309, 78, 28}};
+    QList<QRect> built;
+    for (const QWidget* view : shelf.content->findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
+        built.append(view->geometry());
+    }
+    EXPECT_EQ(built, frames);
+    // The open button opens the Desktop, when there is one.
+    QTest::mouseClick(shelf.content->findChildren<QWidget*>(Qt::FindDirectChildrenOnly).constLast(), Qt::LeftButton);
+    EXPECT_EQ(platform.workspace.opened, QList{QUrl::fromLocalFile(platform.folders.desktopPath)});
+    testing::FakePlatform without;
+    without.folders.desktopPath.clear();
+    ShelfController(without.services).openDesktop();
+    EXPECT_TRUE(without.workspace.opened.isEmpty());
+
+    platform.compositor.active = false;
+    shelf.showShelf();
+    const QRegion mask = shelf.panel->mask();
+    EXPECT_FALSE(mask.contains(QPoint(1, 1)) || mask.contains(QPoint(418, 348)));
+    EXPECT_TRUE(mask.contains(QPoint(22, 1)) && mask.contains(QPoint(210, 175)));
+    platform.compositor.active = true;
+    shelf.panel->hide();
+    shelf.panel->show();
+    EXPECT_TRUE(shelf.panel->mask().isEmpty());
+}
+
+TEST_F(Shelf, TheRimIsThinUntilADropIsPendingAndFollowsThePalette) {
+    DropView& view = *shelf.root;
+    EXPECT_EQ(view.rimWidth(), 0.5);
+    EXPECT_NEAR(view.rimColor().alphaF(), 0.16, 0.005);
+    // A dark palette turns the highlighted rim to its accent, the normal rim to its text colour.
+    const QPalette light = QApplication::palette();
+    QPalette dark(QColor(40, 40, 40));
+    dark.setColor(QPalette::WindowText, QColor(235, 235, 235));
+    dark.setColor(QPalette::Highlight, QColor(10, 132, 255));
+    QApplication::setPalette(dark);
+    QApplication::processEvents(); // Qt delivers the change as a posted event
+    EXPECT_EQ(view.rimColor().rgb(), QColor(235, 235, 235).rgb());
+    view.dropHighlighted = true;
+    view.updateRim();
+    EXPECT_EQ(view.rimColor(), QColor(10, 132, 255));
+    EXPECT_EQ(view.rimWidth(), 2.0);
+    QApplication::setPalette(light);
+    QApplication::processEvents();
+}
+
+TEST_F(Shelf, TheFirstNotchedScreenIsChosenAndThePanelFollowsIt) {
+    const ScreenInfo plain = plainScreen(QRectF(0, 0, 1920, 1080));
+    ScreenInfo right = notchedScreen();
+    right.frame.moveLeft(1920);
+    ScreenInfo left = notchedScreen();
+    left.frame.moveLeft(-1600);
+    platform.screens.change({plain, right});
+    EXPECT_EQ(shelf.screen, right);
+    platform.screens.change({left, right});
+    EXPECT_EQ(shelf.screen, left);
+    platform.screens.change({plain, plainScreen(QRectF(1920, 0, 1600, 1000))});
+    EXPECT_EQ(shelf.screen, plain);
+    EXPECT_FALSE(shelf.panel->isVisible());
+
+    platform.screens.change({notchedScreen()});
+    shelf.showShelf();
+    EXPECT_EQ(shelf.panel->geometry(), QRect(590, 40, 420, 350)); // 40 below the top: the notch
+    EXPECT_EQ(shelf.root->geometry(), QRect(0, 0, 420, 350));
+    // A new arrangement while expanded moves the panel at once.
+    platform.screens.change({plainScreen(QRectF(0, 0, 1280, 800))});
+    EXPECT_EQ(shelf.panel->frame(), QRectF(430, 425, 420, 350));
+    // With no screen at all, layout neither shows nor hides the panel.
+    platform.screens.change({});
+    EXPECT_EQ(shelf.screen, std::nullopt);
+    shelf.expanded = false;
+    shelf.reposition();
+    EXPECT_TRUE(shelf.panel->isVisible());
+    platform.screens.change({notchedScreen()});
+    EXPECT_FALSE(shelf.panel->isVisible());
+}
+
+TEST_F(Shelf, OpensAtTheNotchAndClosesAtTheFirstStepMoreThanFifteenHundredthsAway) {
+    const QRectF hotZone(665, 948, 270, 52);
+    step(kFarAway);
+    EXPECT_FALSE(shelf.expanded);
+    EXPECT_EQ(platform.pointer.zones, QList{hotZone});
+    step(kNotch);
+    EXPECT_TRUE(shelf.panel->isVisible());
+    EXPECT_EQ(shelf.panel->geometry(), QRect(590, 40, 420, 350));
+    EXPECT_EQ(scansStarted(), 1U);
+    EXPECT_EQ(platform.pointer.zones, (QList{hotZone, QRectF(578, 598, 444, 374)}));
+    platform.finishScans();
+
+    stepAtTimeZero(kFarAway);
+    EXPECT_EQ(shelf.outsideSince, 0.0);
+    step(kFarAway, 0.15); // not more than 0.15 s yet
+    EXPECT_TRUE(shelf.expanded);
+    step(kFarAway, 1e-9);
+    EXPECT_FALSE(shelf.panel->isVisible());
+    EXPECT_EQ(platform.pointer.zones, QList{hotZone});
+
+    // Coming back in time leaves it open; a pointer the display cannot see is away.
+    open();
+    step(kFarAway);
+    step(kOnPanel, 0.1);
+    step(kFarAway, 0.1);
+    step(kFarAway, 0.1);
+    EXPECT_TRUE(shelf.expanded);
+    step(std::nullopt);
+    step(std::nullopt, 0.2);
+    EXPECT_FALSE(shelf.expanded);
+}
+
+TEST_F(Shelf, StaysOpenOverThePanelAndWithinTwelvePointsOfIt) {
+    open();
+    for (const QPointF point : {kOnPanel, QPointF(578, 800), QPointF(1021.9, 800),
+                                QPointF(800, 598), QPointF(578, 598), QPointF(800, 955)}) {
+        stay(point, 0.5);
+        EXPECT_FALSE(shelf.outsideSince) << point.x() << "," << point.y();
+    }
+    // From the notch straight down into the panel: never a step outside both areas.
+    for (double y = 999; y > 700; y -= 7) {
+        step(QPointF(800, y));
+        ASSERT_FALSE(shelf.outsideSince) << y;
+    }
+    step(QPointF(577.9, 800));
+    EXPECT_TRUE(shelf.outsideSince);
+}
+
+TEST_F(Shelf, HoldsKeepItOpenAndOnlyExportingStopsRescans) {
+    const struct {
+        const char* name;
+        std::function<void(ShelfController&, bool)> set;
+        bool rescans;
+    } holds[] = {
+        {"exporting", [](ShelfController& s, bool on) { s.exporting = on; }, false},
+        {"receiving", [](ShelfController& s, bool on) { s.receiving = on; }, true},
+        {"busy", [](ShelfController& s, bool on) { s.busy = on ? 2 : 0; }, true},
+    };
+    for (const auto& [name, set, rescans] : holds) {
+        SCOPED_TRACE(name);
+        open();
+        set(shelf, true);
+        EXPECT_EQ(stay(kFarAway, 5.0) > 0, rescans);
+        EXPECT_TRUE(shelf.expanded);
+        // Counted from the first step without the hold.
+        set(shelf, false);
+        stepAtTimeZero(kFarAway);
+        step(kFarAway, 0.15);
+        EXPECT_TRUE(shelf.expanded);
+        step(kFarAway, 1e-9);
+        EXPECT_FALSE(shelf.expanded);
+    }
+}
+
+TEST_F(Shelf, ShowShelfGrantsTwoSecondsThatAVisitTakesAway) {
+    stepAtTimeZero(kFarAway);
+    shelf.showShelf();
+    EXPECT_EQ(shelf.outsideSince, 2.0);
+    EXPECT_EQ(scansStarted(), 1U);
+    platform.finishScans();
+    while (platform.clock.time + kTick < 2.15) {
+        step(kFarAway);
+        ASSERT_TRUE(shelf.expanded) << platform.clock.time;
+    }
+    platform.clock.time = 2.15;
+    step(kFarAway, 0);
+    EXPECT_TRUE(shelf.expanded);
+    step(kFarAway, 1e-9);
+    EXPECT_FALSE(shelf.expanded);
+
+    shelf.showShelf();
+    step(kOnPanel); // one step over the shelf cancels the allowance
+    step(kFarAway);
+    step(kFarAway, 0.15 + 1e-6);
+    EXPECT_FALSE(shelf.expanded);
+}
+
+TEST_F(Shelf, RescansEveryTwoSecondsWhileOpenAndTheTimerNapsOnlyWhileCollapsed) {
+    const testing::FakeTimer& timer = *platform.timers.last;
+    step(kFarAway);
+    EXPECT_EQ(timer.idleSteps, 1);
+    EXPECT_EQ(timer.idlePoint, kFarAway);
+    stepAtTimeZero(kNotch);
+    EXPECT_GT(timer.resumes, 0); // expanding wakes a napping timer
+    platform.finishScans();
+    step(kOnPanel, 2.0);
+    EXPECT_EQ(shelf.lastRefresh, 0.0); // 2.0 s exactly is not more
+    step(kOnPanel, 1e-9);
+    EXPECT_EQ(shelf.lastRefresh, platform.clock.time);
+    platform.finishScans();
+    EXPECT_EQ(timer.idleSteps, 1);
+
+    // Opening an open shelf neither lays out nor rescans.
+    shelf.panel->setFrame(QRectF(0, 0, 10, 10)); // a layout() would put it back
+    shelf.showShelf();
+    EXPECT_EQ(shelf.outsideSince, platform.clock.time + 2.0);
+    shelf.expand();
+    EXPECT_FALSE(shelf.outsideSince);
+    EXPECT_EQ(shelf.panel->frame(), QRectF(0, 0, 10, 10));
+    EXPECT_EQ(scansStarted(), 0U);
+
+    const int resumes = timer.resumes;
+    platform.screens.change({testing::notchedScreen()});
+    EXPECT_GT(timer.resumes, resumes); // the zone may have moved under the pointer
+    platform.screens.change({}); // without a screen, nothing moves
+    stay(kFarAway, 1.0);
+    EXPECT_TRUE(shelf.panel->isVisible());
+}
+
+} // namespace
+} // namespace verrabel

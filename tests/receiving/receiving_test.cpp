@@ -1,6 +1,10 @@
+#include "platform/file_urls.h"
+#include "receiving/candidate_names.h"
+#include "receiving/file_store.h"
 #include "shelf/controls.h"
 #include "shelf/drop_view.h"
 #include "support/fake_platform.h"
+#include "support/files.h"
 
 #include <QCoreApplication>
 #include <QDragEnterEvent>
@@ -9,8 +13,237 @@
 
 #include <sys/stat.h>
 
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
 namespace verrabel {
 namespace {
+
+class FileStoreTest : public ::testing::Test, protected testing::Files {
+protected:
+    void SetUp() override {
+        mkdir("Desktop");
+        mkdir("source");
+    }
+    CopyResult copy(const QString& name, const QString& into = "Desktop",
+                    const PublishCalls& calls = {}) const {
+        return FileStore::copy(QUrl::fromLocalFile(path(name)), path(into), calls);
+    }
+    QStringList desktop() const { return names("Desktop"); }
+};
+
+TEST(CandidateNames, NumberTheBaseAndShortenItToFit) {
+    // 83 Chinese characters and ".txt" make 253 bytes: numbered, the name is shortened to fit.
+    const QByteArray chinese = QString(83, QChar(0x6587)).toUtf8();
+    const std::pair<QByteArray, QByteArray> cases[] = {
+        {"report.pdf", "report (1).pdf"},
+        {"archive.tar.gz", "archive.tar (1).gz"},
+        {"Notes", "Notes (1)"},
+        {"Tool.app", "Tool (1).app"},
+        {".profile", ".profile (1)"}, // no extension, by the standard library's rule
+        {chinese + ".txt", chinese.left(246) + " (1).txt"}};
+    for (const auto& [name, numbered] : cases) {
+        EXPECT_EQ(CandidateNames(name).at(0), name);
+        EXPECT_EQ(CandidateNames(name).at(1), numbered);
+    }
+}
+
+TEST_F(FileStoreTest, TakesTheFirstFreeNameByteForByte) {
+    write("source/a.txt");
+    mkdir("source/Project.old");
+    for (const char* expected : {"a.txt", "a (1).txt", "a (2).txt"}) {
+        EXPECT_EQ(QFileInfo(copy("source/a.txt").path).fileName(), expected);
+    }
+    QFile::remove(path("Desktop/a (1).txt")); // gaps are filled first
+    EXPECT_EQ(QFileInfo(copy("source/a.txt").path).fileName(), "a (1).txt");
+    copy("source/Project.old");
+    EXPECT_EQ(QFileInfo(copy("source/Project.old").path).fileName(), "Project (1).old");
+    // Names that are not UTF-8 arrive byte for byte.
+    const QByteArray latin1 = "/caf\xe9.txt";
+    ASSERT_EQ(close(creat(native("source") + latin1, 0644)), 0);
+    EXPECT_FALSE(
+        FileStore::copy(fileUrlFromNativePath(native("source") + latin1), path("Desktop")).error);
+    EXPECT_EQ(unlink(native("Desktop") + latin1), 0); // QTemporaryDir cannot name it
+    EXPECT_EQ(unlink(native("source") + latin1), 0);
+}
+
+TEST_F(FileStoreTest, CopiesNothingIntoItselfOrWhereItAlreadyIs) {
+    write("Desktop/here.txt", "mine");
+    mkdir("Desktop/inner/deeper");
+    ASSERT_TRUE(QFile::link(path("Desktop"), path("Linked")));
+    const QStringList before = desktop();
+    for (const char* there : {"Desktop/../Desktop/./here.txt", "Linked/here.txt"}) {
+        const CopyResult result = copy(there);
+        EXPECT_FALSE(result.error);
+        EXPECT_EQ(QFileInfo(result.path).canonicalFilePath(), path("Desktop/here.txt"));
+    }
+    EXPECT_FALSE(copy("Desktop/here.txt", "Linked").error);
+    EXPECT_EQ(desktop(), before);
+
+    const FileError intoItself{"Verrabel", 1, "不能把文件夹复制到它自己里面。"};
+    EXPECT_EQ(copy("Desktop").error, intoItself);
+    EXPECT_EQ(copy(".").error, intoItself);
+    EXPECT_EQ(copy("Desktop/inner", "Desktop/inner/deeper").error, intoItself);
+    // A sibling whose name begins like the destination's is not its parent.
+    mkdir("Desk");
+    EXPECT_FALSE(copy("Desk").error);
+}
+
+TEST(FileStoreNames, GiveOutAfterTenThousand) {
+    // In memory where it can: ten thousand files on disk take seconds here.
+    QTemporaryDir dir(QDir("/dev/shm").exists() ? "/dev/shm/verrabel-test-XXXXXX" : QString());
+    const QByteArray folder = QFile::encodeName(dir.path());
+    for (int n = 0; n <= 9999; ++n) {
+        const QByteArray name = n == 0 ? "a.txt" : "a (" + QByteArray::number(n) + ").txt";
+        ASSERT_EQ(close(creat(folder + "/" + name, 0644)), 0);
+    }
+    QTemporaryDir source;
+    ASSERT_EQ(close(creat(QFile::encodeName(source.filePath("a.txt")), 0644)), 0);
+    EXPECT_EQ(FileStore::copy(QUrl::fromLocalFile(source.filePath("a.txt")), dir.path()).error,
+              (FileError{"Verrabel", 2, "同名文件过多，无法保存。"}));
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
+}
+
+// File systems without the no-replace rename (NFS, CIFS, FUSE), or without any rename over a
+// name, or without hard links.
+template <bool kRenamesOver>
+int renameWithout(int from, const char* fromName, int to, const char* toName, unsigned flags) {
+    errno = EINVAL;
+    return flags != 0 || !kRenamesOver ? -1 : ::renameat2(from, fromName, to, toName, flags);
+}
+template <int kError>
+int linkFails(int /*from*/, const char* /*name*/, int /*to*/, const char* /*toName*/, int) {
+    errno = kError;
+    return -1;
+}
+
+TEST_F(FileStoreTest, TwoWritersNeverShareOrReplaceANameOnAnyFileSystem) {
+    const QByteArray content(64 * 1024, 'v');
+    write("source/same.bin", content);
+    write("source/Album/inner/photo.jpg", content);
+    const struct {
+        const char* fileSystem;
+        PublishCalls calls;
+    } cases[] = {
+        {"local", {}},
+        {"hard links only", {renameWithout<true>, ::linkat}},
+        {"no hard links", {renameWithout<true>, linkFails<EPERM>}},
+        {"hard links unsupported", {renameWithout<true>, linkFails<EOPNOTSUPP>}},
+    };
+    for (const auto& [fileSystem, calls] : cases) {
+        SCOPED_TRACE(fileSystem);
+        QDir(path("Desktop")).removeRecursively();
+        mkdir("Desktop");
+        const auto writer = [this, &calls] {
+            for (int i = 0; i < 60; ++i) {
+                ASSERT_FALSE(copy("source/same.bin", "Desktop", calls).error);
+                ASSERT_FALSE(copy("source/Album", "Desktop", calls).error);
+            }
+        };
+        std::thread first(writer);
+        std::thread second(writer);
+        first.join();
+        second.join();
+        ASSERT_EQ(desktop().size(), 240); // none replaced, no temporary left
+        for (const QString& name : desktop()) {
+            const QString file = name.startsWith("Album") ? name + "/inner/photo.jpg" : name;
+            ASSERT_EQ(read("Desktop/" + file), content) << file.toStdString();
+        }
+    }
+    // Nothing renames over even our own empty placeholder: a folder's contents are moved in;
+    // a file fails rather than be written where it would show half-made.
+    QDir(path("Desktop")).removeRecursively();
+    mkdir("Desktop");
+    const PublishCalls stuck{renameWithout<false>, linkFails<EPERM>};
+    EXPECT_FALSE(copy("source/Album", "Desktop", stuck).error);
+    EXPECT_EQ(read("Desktop/Album/inner/photo.jpg"), content);
+    EXPECT_TRUE(copy("source/same.bin", "Desktop", stuck).error);
+    EXPECT_EQ(desktop(), QStringList{"Album"});
+}
+
+TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
+    // Opening a FIFO would wait for a writer; the copy must not.
+    ASSERT_EQ(mkfifo(native("source/pipe"), 0644), 0);
+    EXPECT_EQ(copy("source/pipe").error,
+              (FileError{"Verrabel", 3, "不能保存特殊文件（管道、套接字或设备）。"}));
+    // Halfway through a folder, with a read-only folder already copied: nothing remains.
+    write("source/Folder/a/1.txt");
+    ASSERT_EQ(chmod(native("source/Folder/a"), 0555), 0);
+    ASSERT_EQ(mkfifo(native("source/Folder/z-pipe"), 0644), 0);
+    EXPECT_TRUE(copy("source/Folder").error);
+    EXPECT_EQ(desktop(), QStringList());
+    const std::optional<FileError> missing = copy("source/missing").error;
+    EXPECT_TRUE(missing && missing->domain == "POSIX" && missing->code == ENOENT);
+}
+
+TEST_F(FileStoreTest, CopiesKeepTreesLinksModesTimesAndHoles) {
+    write("source/Tree/sub/data.txt", "payload");
+    ASSERT_EQ(chmod(native("source/Tree/sub/data.txt"), 0640), 0);
+    ASSERT_EQ(symlink("sub/data.txt", native("source/Tree/link")), 0);
+    QFile sparse(path("source/Tree/sparse.img")); // 64 MiB of hole, then one byte
+    ASSERT_TRUE(sparse.open(QIODevice::WriteOnly) && sparse.seek(64 << 20));
+    sparse.write("!");
+    sparse.close();
+    const std::array<timespec, 2> old{timespec{1'600'000'000, 0}, timespec{1'600'000'000, 0}};
+    for (const char* item : {"source/Tree/sub/data.txt", "source/Tree"}) {
+        ASSERT_EQ(utimensat(AT_FDCWD, native(item), old.data(), 0), 0);
+    }
+    ASSERT_FALSE(copy("source/Tree").error);
+    EXPECT_EQ(read("Desktop/Tree/sub/data.txt"), "payload");
+    EXPECT_TRUE(QFileInfo(path("Desktop/Tree/link")).isSymLink());
+    EXPECT_EQ(QFile::symLinkTarget(path("Desktop/Tree/link")), path("Desktop/Tree/sub/data.txt"));
+    const auto info = [this](const char* item) {
+        struct stat copied {};
+        EXPECT_EQ(stat(native(item), &copied), 0);
+        return copied;
+    };
+    EXPECT_EQ(info("Desktop/Tree/sub/data.txt").st_mode & 0777, 0640U);
+    EXPECT_EQ(info("Desktop/Tree/sub/data.txt").st_mtim.tv_sec, 1'600'000'000);
+    EXPECT_EQ(info("Desktop/Tree").st_mtim.tv_sec, 1'600'000'000);
+    EXPECT_EQ(info("Desktop/Tree/sparse.img").st_size, (64 << 20) + 1);
+    EXPECT_LT(info("Desktop/Tree/sparse.img").st_blocks * 512, 1 << 20); // holes stayed holes
+}
+
+QByteArray seenTemporary;
+int recordAndRefuse(int /*from*/, const char* name, int /*to*/, const char* /*to*/, unsigned) {
+    seenTemporary = name;
+    errno = EIO;
+    return -1;
+}
+
+TEST_F(FileStoreTest, TheSweepRemovesOnlyWhatEndedRunsOfOursLeft) {
+    // A temporary name as this machine makes them, seen through a publish that fails.
+    write("source/probe");
+    ASSERT_TRUE(copy("source/probe", "Desktop", {recordAndRefuse, ::linkat}).error);
+    const QString mark = QString::fromLatin1(seenTemporary).section('-', 2, 2);
+    ASSERT_EQ(mark.size(), 8) << seenTemporary.toStdString();
+    const auto name = [](const QString& pid, const QString& space) {
+        return QStringLiteral(".verrabel-%1-%2-k3x9.partial").arg(pid, space);
+    };
+    // PIDs above the kernel's limit have ended; PID 1 and ours have not.
+    mkdir("Desktop/" + name("99999999", mark) + "/inside");
+    write("Desktop/" + name("99999998", mark));
+    QStringList kept{name("1", mark),
+                     name(QString::number(getpid()), mark),
+                     name("99999999", mark == "00000000" ? "11111111" : "00000000"), // a host's
+                     ".verrabel-99999999-k3x9.partial",
+                     name("99999999", mark) + ".bak",
+                     name("0099999999", mark),
+                     ".verrabel-notes"};
+    if (geteuid() == 0) { // another user's: only root can make one
+        kept.append(name("99999997", mark));
+    }
+    for (const QString& look : kept) {
+        write("Desktop/" + look);
+    }
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(native("Desktop/" + kept.last()), 12345, 12345), 0);
+    }
+    FileStore::removeStaleTemporaries(path("Desktop"));
+    kept.sort();
+    EXPECT_EQ(desktop(), kept);
+}
 
 using testing::FakePromise;
 
@@ -37,13 +270,15 @@ protected:
             type == QEvent::DragEnter
                 ? std::make_unique<QDragEnterEvent>(QPoint(200, 200), offered, &data,
                                                     Qt::LeftButton, Qt::NoModifier)
-                : std::make_unique<QDropEvent>(QPointF(200, 200), offered, &data,
-                                               Qt::LeftButton, Qt::NoModifier);
+                : std::make_unique<QDropEvent>(QPointF(200, 200), offered, &data, Qt::LeftButton,
+                                               Qt::NoModifier);
         QCoreApplication::sendEvent(shelf->root, event.get());
         m_answer = event->isAccepted() ? event->dropAction() : Qt::IgnoreAction;
         return event->isAccepted();
     }
-    bool highlighted() const { return shelf->root->dropHighlighted && shelf->root->rimWidth() == 2; }
+    bool highlighted() const {
+        return shelf->root->dropHighlighted && shelf->root->rimWidth() == 2;
+    }
     QString message() const { return shelf->message->text(); }
     /// The source writes `name` into the folder it was given and reports it delivered.
     static void deliver(FakePromise& source, const QString& name) {

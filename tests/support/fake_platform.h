@@ -91,11 +91,10 @@ struct FakeQueues final : QueueFactory {
 
 struct FakeTimer final : RepeatingTimer {
     std::function<void()> onFire;
-    bool scheduled = false;
     int idleSteps = 0;
     std::optional<QPointF> idlePoint;
     int resumes = 0;
-    void schedule() override { scheduled = true; }
+    void schedule() override {}
     void idleAt(const std::optional<QPointF>& pointer) override {
         ++idleSteps;
         idlePoint = pointer;
@@ -198,7 +197,9 @@ struct FakeStatusBar final : StatusBar {
 /// The fakes as one platform, on the notched 1600 × 1000 screen of the design.
 struct FakePlatform {
     FakePlatform();
-    [[nodiscard]] ManualQueue& queue(const QString& label) const { return *queues.made.value(label); }
+    [[nodiscard]] ManualQueue& queue(const QString& label) const {
+        return *queues.made.value(label);
+    }
     /// Runs the queued Desktop scans, delivers their results, and lets the scan queue free
     /// them again, as the real queue would in the background.
     void finishScans() const;

@@ -30,8 +30,7 @@ e2e_finish() {
   if ((status != 0)); then
     import -window root "$E2E_ARTIFACTS/failure.png" 2>/dev/null || true
     [[ -z "$WAYLAND_PID" ]] || wayland_screenshot "$E2E_ARTIFACTS/screen.png" 2>/dev/null || true
-    xwininfo -root -tree >"$E2E_ARTIFACTS/windows.txt" 2>&1 || true
-    ls -laR "$HOME" >"$E2E_ARTIFACTS/home.txt" 2>&1 || true
+    { xwininfo -root -tree && ls -laR "$HOME"; } >"$E2E_ARTIFACTS/windows-and-home.txt" 2>&1 || true
   fi
   xsession_stop
   for pid in "${started[@]}"; do
@@ -41,12 +40,8 @@ e2e_finish() {
     fi
   done
   rm -rf "$E2E_STATE"
-  if ((status == 0)); then
-    rm -rf "$E2E_ARTIFACTS"
-    echo "e2e: $E2E_NAME passed"
-  else
-    echo "e2e: $E2E_NAME failed; screenshot and logs in $E2E_ARTIFACTS" >&2
-  fi
+  ((status != 0)) || { rm -rf "$E2E_ARTIFACTS" && echo "e2e: $E2E_NAME passed" && exit 0; }
+  echo "e2e: $E2E_NAME failed; screenshot and logs in $E2E_ARTIFACTS" >&2
   exit "$status"
 }
 

@@ -23,16 +23,9 @@ expect "the temporary folder is gone" eventually 5 no_temporaries
 
 # whole_when_seen NAME SIZE: waits for NAME on the Desktop; fails if it ever shows short.
 whole_when_seen() {
-  local size tries
-  for ((tries = 0; tries < 1000; tries++)); do
-    if size=$(stat -c %s "$E2E_DESKTOP/$1" 2>/dev/null); then
-      [[ $size == "$2" ]] || echo "e2e: $1 showed with $size of $2 bytes" >&2
-      [[ $size == "$2" ]]
-      return
-    fi
-    sleep 0.02
-  done
-  return 1
+  local size tries=1000
+  until size=$(stat -c %s "$E2E_DESKTOP/$1" 2>/dev/null); do ((--tries)) && sleep 0.02 || return 1; done
+  [[ $size == "$2" ]] || { echo "e2e: $1 showed with $size of $2 bytes" >&2 && return 1; }
 }
 
 # drop_promise NAME ANSWER [BURSTS PAUSE DELAY]: the tests' source drops NAME on the shelf.

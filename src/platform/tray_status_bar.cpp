@@ -1,5 +1,7 @@
 #include "tray_status_bar.h"
 
+#include "xcb_calls.h"
+
 #include <QApplication>
 #include <QCursor>
 #include <QDBusConnection>
@@ -8,21 +10,12 @@
 #include <QDBusVariant>
 #include <QWidget>
 
-#include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <memory>
-#include <string_view>
-
 namespace verrabel {
 
 namespace {
 
 constexpr int kTrayPollMilliseconds = 2000;
 constexpr int kBusTimeoutMilliseconds = 500;
-
-template <typename T>
-using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
 
 bool statusNotifierHostRegistered() {
     const QString watcher = QStringLiteral("org.kde.StatusNotifierWatcher");
@@ -41,26 +34,7 @@ bool statusNotifierHostRegistered() {
 
 bool x11TrayRunning() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr) {
-        return false;
-    }
-    xcb_connection_t* connection = x11->connection();
-    constexpr std::string_view kSelection = "_NET_SYSTEM_TRAY_S0";
-    const XcbReply<xcb_intern_atom_reply_t> atom(
-        xcb_intern_atom_reply(connection,
-                              xcb_intern_atom(connection, 0,
-                                              static_cast<std::uint16_t>(kSelection.size()),
-                                              kSelection.data()),
-                              nullptr),
-        &std::free);
-    if (!atom) {
-        return false;
-    }
-    const XcbReply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom),
-                                      nullptr),
-        &std::free);
-    return owner && owner->owner != XCB_NONE;
+    return x11 != nullptr && selectionOwned(x11->connection(), "_NET_SYSTEM_TRAY_S0");
 }
 
 /// Whether a tray would show an icon now. Asked of D-Bus and the X server each time: Qt asks

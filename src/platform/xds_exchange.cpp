@@ -1,16 +1,16 @@
 #include "xds_exchange.h"
 
+#include "xcb_calls.h"
+
 #include <QFile>
 
 #include <xcb/xcb.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <string_view>
 #include <unistd.h>
 
 namespace verrabel {
@@ -20,9 +20,6 @@ namespace {
 // A property is read in pieces of this many 32-bit units, so memory stays bounded whatever
 // the source sends.
 constexpr std::uint32_t kPiece = 64 * 1024;
-
-template <typename T>
-using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
 
 bool writeAll(int fd, const char* bytes, std::int64_t size) {
     while (size > 0) {
@@ -51,26 +48,15 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
         m_answer = SourceAnswer::Refused;
         return;
     }
-    // All names in one round trip.
-    constexpr std::array<std::string_view, 6> names{
-        "XdndSelection", "XdndDirectSave0",          "text/plain",
-        "VERRABEL_XDS",  "application/octet-stream", "INCR"};
-    std::array<xcb_intern_atom_cookie_t, names.size()> cookies{};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        cookies[i] =
-            xcb_intern_atom(m_x, 0, static_cast<std::uint16_t>(names[i].size()), names[i].data());
-    }
-    std::array<xcb_atom_t, names.size()> atoms{};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const XcbReply<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(m_x, cookies[i], nullptr), &std::free);
-        atoms[i] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-    const auto [selection, directSave, text, property, octetStream, incremental] = atoms;
-    m_selection = selection;
-    m_property = property;
-    m_octetStream = octetStream;
-    m_incremental = incremental;
+    const std::vector<xcb_atom_t> atoms =
+        internAtoms(m_x, {"XdndSelection", "XdndDirectSave0", "text/plain", "VERRABEL_XDS",
+                          "application/octet-stream", "INCR"});
+    m_selection = atoms[0];
+    const xcb_atom_t directSave = atoms[1];
+    const xcb_atom_t text = atoms[2];
+    m_property = atoms[3];
+    m_octetStream = atoms[4];
+    m_incremental = atoms[5];
 
     // The window the source answers on; property changes tell how a long transfer goes on.
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;

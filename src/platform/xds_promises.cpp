@@ -1,6 +1,7 @@
 #include "xds_promises.h"
 
 #include "main_thread.h"
+#include "xcb_calls.h"
 #include "xds_exchange.h"
 
 #include <QCoreApplication>
@@ -9,12 +10,6 @@
 #include <QMimeData>
 #include <QUrl>
 
-#include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <map>
-#include <string_view>
-
 namespace verrabel {
 
 namespace {
@@ -22,30 +17,9 @@ namespace {
 constexpr auto kDirectSave = "XdndDirectSave0";
 constexpr std::uint32_t kLongestProperty = 4096; // in 32-bit units, as xcb counts
 
-template <typename T>
-using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
-
 xcb_connection_t* connection() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     return x11 != nullptr ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* x11, std::string_view name) {
-    // Names asked for on every drop: one round trip each, once.
-    static std::map<std::string_view, xcb_atom_t> known;
-    if (const auto found = known.find(name); found != known.end()) {
-        return found->second;
-    }
-    const XcbReply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(
-            x11, xcb_intern_atom(x11, 0, static_cast<std::uint16_t>(name.size()), name.data()),
-            nullptr),
-        &std::free);
-    if (!reply) {
-        return XCB_ATOM_NONE;
-    }
-    known.emplace(name, reply->atom);
-    return reply->atom;
 }
 
 /// One drop's promise: the source window, the drop's time and the name the source proposes.
@@ -82,7 +56,7 @@ private:
 XdsFilePromises::XdsFilePromises(DeliveryTimes times)
     : m_times(times) {
     if (xcb_connection_t* x11 = connection()) {
-        m_dropAtom = atom(x11, "XdndDrop");
+        m_dropAtom = internAtom(x11, "XdndDrop");
         QCoreApplication::instance()->installNativeEventFilter(this);
     }
 }
@@ -114,7 +88,7 @@ QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& 
     // The source keeps the name it proposes on its window.
     const XcbReply<xcb_get_property_reply_t> name(
         xcb_get_property_reply(x11,
-                               xcb_get_property(x11, 0, m_dropSource, atom(x11, kDirectSave),
+                               xcb_get_property(x11, 0, m_dropSource, internAtom(x11, kDirectSave),
                                                 XCB_GET_PROPERTY_TYPE_ANY, 0, kLongestProperty),
                                nullptr),
         &std::free);

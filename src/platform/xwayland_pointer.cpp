@@ -1,6 +1,7 @@
 #include "xwayland_pointer.h"
 
 #include "qt_display.h"
+#include "xcb_calls.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -15,18 +16,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
-#include <map>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace verrabel {
 
 namespace {
-
-template <typename T>
-using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
 
 // Answering a drag: "not taken", and send every move, not only those leaving a rectangle.
 constexpr std::uint32_t kNotTakenSendMoves = 0x2;
@@ -80,8 +75,8 @@ XwaylandPointer::XwaylandPointer(const Screens& screens)
                           XCB_CW_EVENT_MASK | XCB_CW_COLORMAP,
                       values.data());
     const std::uint32_t version = 5;
-    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, atom("XdndAware"), XCB_ATOM_ATOM, 32,
-                        1, &version);
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, internAtom(m_x, "XdndAware"),
+                        XCB_ATOM_ATOM, 32, 1, &version);
     constexpr std::string_view kClass("verrabel-presence\0Verrabel\0", 27);
     xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         kClass.size(), kClass.data());
@@ -258,7 +253,7 @@ void XwaylandPointer::crossed(const xcb_enter_notify_event_t& crossing) {
 void XwaylandPointer::dragMessage(const void* message) {
     const auto* drag = static_cast<const xcb_client_message_event_t*>(message);
     const std::uint32_t type = drag->type;
-    if (type == atom("XdndPosition")) {
+    if (type == internAtom(m_x, "XdndPosition")) {
         const std::uint32_t at = drag->data.data32[2];
         m_dragAt = QPoint(static_cast<int>(at >> 16), static_cast<int>(at & 0xffff));
         m_dragOver = drag->window;
@@ -267,7 +262,7 @@ void XwaylandPointer::dragMessage(const void* message) {
             replyToDrag(drag->data.data32[0], "XdndStatus", kNotTakenSendMoves);
         }
         arrived();
-    } else if (type == atom("XdndDrop")) {
+    } else if (type == internAtom(m_x, "XdndDrop")) {
         // The pointer now rests where it dropped, until it is seen again: a compositor may tell
         // of it only once it moves (wlroots, which also sends a leave after the drop), or not
         // at all while it moves over windows of other clients. So for a moment only.
@@ -275,7 +270,7 @@ void XwaylandPointer::dragMessage(const void* message) {
         if (drag->window == m_window) {
             replyToDrag(drag->data.data32[0], "XdndFinished", 0);
         }
-    } else if (type == atom("XdndLeave") && drag->window == m_dragOver && !m_dropped) {
+    } else if (type == internAtom(m_x, "XdndLeave") && drag->window == m_dragOver && !m_dropped) {
         m_dragAt.reset();
     }
 }
@@ -296,7 +291,7 @@ void XwaylandPointer::replyToDrag(std::uint32_t source, const char* type, std::u
     reply.response_type = XCB_CLIENT_MESSAGE;
     reply.format = 32;
     reply.window = source;
-    reply.type = atom(type);
+    reply.type = internAtom(m_x, type);
     reply.data.data32[0] = m_window;
     reply.data.data32[1] = flags;
     xcb_send_event(m_x, 0, source, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&reply));
@@ -311,22 +306,6 @@ void XwaylandPointer::arrived() {
 
 QPointF XwaylandPointer::pointOf(const QPoint& pixel) const {
     return pointOfPixel(QPointF(pixel) / pixelRatio());
-}
-
-std::uint32_t XwaylandPointer::atom(const char* name) const {
-    // A handful of names, each asked for once.
-    static std::map<std::string, xcb_atom_t> known;
-    if (const auto found = known.find(name); found != known.end()) {
-        return found->second;
-    }
-    const XcbReply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(
-            m_x, xcb_intern_atom(m_x, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-            nullptr),
-        &std::free);
-    const xcb_atom_t value = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    known.emplace(name, value);
-    return value;
 }
 
 } // namespace verrabel

@@ -51,7 +51,6 @@ private:
     void replyToDrag(std::uint32_t source, const char* type, std::uint32_t flags);
     void arrived();
     [[nodiscard]] QPointF pointOf(const QPoint& pixel) const;
-    [[nodiscard]] std::uint32_t atom(const char* name) const;
 
     const Screens& m_screens;
     xcb_connection_t* m_x = nullptr;

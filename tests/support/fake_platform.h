@@ -18,6 +18,7 @@
 #include "shelf/shelf_controller.h"
 #include "support/files.h"
 
+#include <QCoreApplication>
 #include <QHash>
 #include <QMenu>
 
@@ -43,7 +44,10 @@ struct FakeScreens final : Screens {
         Q_EMIT changed();
     }
     [[nodiscard]] QList<ScreenInfo> screens() const override { return list; }
-    [[nodiscard]] QRect toWindowGeometry(const QRectF& frame) const override;
+    [[nodiscard]] QRect toWindowGeometry(const QRectF& frame) const override {
+        const double top = list.isEmpty() ? 0 : list.first().frame.height();
+        return QRectF(frame.x(), top - frame.bottom(), frame.width(), frame.height()).toRect();
+    }
 };
 
 struct FakePointer final : Pointer {
@@ -80,13 +84,23 @@ struct ManualQueue final : WorkQueue {
     std::deque<std::function<void()>> items;
     void submit(std::function<void()> work) override { items.push_back(std::move(work)); }
     /// Runs every item, also those submitted meanwhile.
-    void runAll();
+    void runAll() {
+        while (!items.empty()) {
+            auto work = std::move(items.front());
+            items.pop_front();
+            work();
+        }
+    }
 };
 
 struct FakeQueues final : QueueFactory {
     QHash<QString, ManualQueue*> made;
     [[nodiscard]] std::unique_ptr<WorkQueue> makeSerialQueue(const QString& label,
-                                                             QueuePriority /*priority*/) override;
+                                                             QueuePriority /*priority*/) override {
+        auto queue = std::make_unique<ManualQueue>();
+        made.insert(label, queue.get());
+        return queue;
+    }
 };
 
 struct FakeTimer final : RepeatingTimer {
@@ -105,7 +119,12 @@ struct FakeTimer final : RepeatingTimer {
 struct FakeTimers final : TimerFactory {
     FakeTimer* last = nullptr;
     [[nodiscard]] std::unique_ptr<RepeatingTimer>
-    makeRepeatingTimer(double /*interval*/, std::function<void()> onFire) override;
+    makeRepeatingTimer(double /*interval*/, std::function<void()> onFire) override {
+        auto timer = std::make_unique<FakeTimer>();
+        timer->onFire = std::move(onFire);
+        last = timer.get();
+        return timer;
+    }
 };
 
 struct FakeWatchers final : DirectoryWatchers {
@@ -157,18 +176,10 @@ struct FakePromises final : FilePromises {
     }
 };
 
-/// Counts the activities under way by the tokens alive.
 struct FakeActivity final : ProcessActivity {
-    struct Token final : ActivityToken {
-        std::shared_ptr<int> count;
-    };
-    std::shared_ptr<int> count = std::make_shared<int>();
-    [[nodiscard]] long active() const { return count.use_count() - 1; }
     [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t /*options*/,
                                                        const QString& /*reason*/) override {
-        auto token = std::make_unique<Token>();
-        token->count = count;
-        return token;
+        return std::make_unique<ActivityToken>();
     }
 };
 
@@ -194,15 +205,28 @@ struct FakeStatusBar final : StatusBar {
     }
 };
 
+/// The design's notched screen: frame (0, 0, 1600, 1000), housing 40 high from x 700 to 900.
+[[nodiscard]] inline ScreenInfo notchedScreen() {
+    return {QRectF(0, 0, 1600, 1000), 40, QRectF(0, 960, 700, 40), QRectF(900, 960, 700, 40)};
+}
+/// A screen without a camera housing.
+[[nodiscard]] inline ScreenInfo plainScreen(const QRectF& frame) {
+    return {frame, 0, std::nullopt, std::nullopt};
+}
+
 /// The fakes as one platform, on the notched 1600 × 1000 screen of the design.
 struct FakePlatform {
-    FakePlatform();
+    FakePlatform() { screens.list = {notchedScreen()}; }
     [[nodiscard]] ManualQueue& queue(const QString& label) const {
         return *queues.made.value(label);
     }
     /// Runs the queued Desktop scans, delivers their results, and lets the scan queue free
     /// them again, as the real queue would in the background.
-    void finishScans() const;
+    void finishScans() const {
+        queue("Verrabel.scan").runAll();
+        QCoreApplication::processEvents();
+        queue("Verrabel.scan").runAll();
+    }
     /// One hover timer step.
     void tick() const { timers.last->onFire(); }
 
@@ -227,19 +251,30 @@ struct FakePlatform {
                       promises, activity, settings, statusBar};
 };
 
-/// The design's notched screen: frame (0, 0, 1600, 1000), housing 40 high from x 700 to 900.
-[[nodiscard]] ScreenInfo notchedScreen();
-/// A screen without a camera housing.
-[[nodiscard]] ScreenInfo plainScreen(const QRectF& frame);
-
 /// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/
 /// and from/, the files' source. Its first scan and its start-up sweep have run.
 class ShelfTest : public ::testing::Test {
 protected:
-    ShelfTest();
+    ShelfTest() {
+        for (const char* folder : {"Desktop", "tmp", "from"}) {
+            files.mkdir(folder);
+        }
+        platform.folders.desktopPath = files.path("Desktop");
+        platform.folders.temporaryPath = files.path("tmp");
+        shelf = std::make_unique<ShelfController>(platform.services);
+        platform.finishScans();
+        queue("Verrabel.files").runAll(); // the start-up sweep of half-made copies
+    }
     [[nodiscard]] ManualQueue& queue(const QString& label) const { return platform.queue(label); }
     /// Runs the copies and receptions queued, and delivers what they report.
-    void finishWork();
+    void finishWork() {
+        // Deliveries reach the promise queue from the main thread.
+        QCoreApplication::processEvents();
+        queue("Verrabel.files").runAll();
+        queue("").runAll();
+        QCoreApplication::processEvents();
+        platform.finishScans();
+    }
 
     Files files;
     FakePlatform platform;

@@ -8,7 +8,6 @@ e2e_begin hover
 xdotool mousemove 100 900
 e2e_launch
 expect "the first launch shows the shelf at the top centre" eventually 3 shelf_at 590 25
-screenshot welcome
 expect "the welcome's shelf goes a little over two seconds later" eventually 5 shelf_hidden
 expect "the welcome is remembered" grep -q 'didWelcome=true' "$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
 kill "$E2E_APP"

@@ -74,7 +74,6 @@ shelf_hidden() { ! shelf_mapped; }
 # shelf_at X Y: the shelf is mapped with its top-left corner there.
 shelf_at() { shelf_mapped && xwininfo -root -tree | grep -q "(\"verrabel\" \"Verrabel\")  420x350+$1+$2 "; }
 desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
-screenshot() { import -window root "$E2E_ARTIFACTS/$1.png"; }
 
 # The first row of the expanded shelf, where the pointer takes hold of it.
 readonly FIRST_ROW_X=791 FIRST_ROW_Y=122

@@ -12,6 +12,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>

@@ -10,13 +10,24 @@
 #include <QTranslator>
 
 #include <cstdio>
+#include <vector>
 
 int main(int argc, char* argv[]) {
-    if (const std::optional<QString> problem = verrabel::prepareSession()) {
-        std::fprintf(stderr, "%s\n", problem->toLocal8Bit().constData());
+    verrabel::Session session = verrabel::prepareSession();
+    if (session.problem) {
+        std::fprintf(stderr, "%s\n", session.problem->toLocal8Bit().constData());
         return 1;
     }
-    QApplication application(argc, argv);
+    // The platform goes to Qt as an argument, not through the environment: that stays the
+    // session's, for the programs Verrabel opens.
+    std::vector<char*> arguments(argv, argv + argc);
+    QByteArray platformOption("-platform");
+    if (!session.platform.isEmpty()) {
+        arguments.insert(arguments.end(), {platformOption.data(), session.platform.data()});
+    }
+    arguments.push_back(nullptr);
+    int count = static_cast<int>(arguments.size()) - 1;
+    QApplication application(count, arguments.data());
     QApplication::setOrganizationName(QStringLiteral("Verrabel"));
     QApplication::setApplicationName(QStringLiteral("Verrabel"));
     QApplication::setDesktopFileName(QStringLiteral("verrabel"));

@@ -1,14 +1,24 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <optional>
 
 namespace verrabel {
 
-/// Readies Qt for the desktop session, before the application exists. In a Wayland session
-/// Verrabel runs on X11 through Xwayland: there Qt's Wayland platform could neither place a
-/// window nor read the pointer. Says why Verrabel cannot run, if it cannot.
-[[nodiscard]] std::optional<QString> prepareSession();
+/// How Verrabel runs in the desktop session, decided before the application exists.
+struct Session {
+    /// The Qt platform for Verrabel alone, given to the application as an argument: the
+    /// programs it opens get the session's own environment. Empty where a platform was chosen on
+    /// purpose, such as offscreen.
+    QByteArray platform;
+    /// Why Verrabel cannot run here, if it cannot.
+    std::optional<QString> problem;
+};
+
+/// Verrabel runs on X11, in a Wayland session through Xwayland: Qt's Wayland platform could
+/// neither place a window nor read the pointer.
+[[nodiscard]] Session prepareSession();
 
 } // namespace verrabel

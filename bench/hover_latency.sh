@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The real binary in a private session: from a pointer move to the top centre until the shelf is
 # mapped, and from a move away until it is unmapped, over BENCH_TRIALS trials (default 50).
-# Usage: bench/hover_latency.sh build-dir [x11|gnome-wayland]
+# Usage: bench/hover_latency.sh build-dir [x11|gnome-shell]
 set -euo pipefail
-E2E_BUILD=${1:?usage: hover_latency.sh build-dir [x11|gnome-wayland]}
+E2E_BUILD=${1:?usage: hover_latency.sh build-dir [x11|gnome-shell]}
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=bench/session.sh
 source "$here/session.sh"

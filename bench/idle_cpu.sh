@@ -3,9 +3,9 @@
 # away from the top centre, for BENCH_SECONDS (default 60). Reports the CPU share of one core
 # (all threads' run time from /proc/PID/task/*/schedstat, in nanoseconds) and the peak resident
 # memory (VmHWM).
-# Usage: bench/idle_cpu.sh build-dir [x11|gnome-wayland]
+# Usage: bench/idle_cpu.sh build-dir [x11|gnome-shell]
 set -euo pipefail
-E2E_BUILD=${1:?usage: idle_cpu.sh build-dir [x11|gnome-wayland]}
+E2E_BUILD=${1:?usage: idle_cpu.sh build-dir [x11|gnome-shell]}
 seconds=${BENCH_SECONDS:-60}
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=bench/session.sh

@@ -7,11 +7,11 @@ here=$(cd "$(dirname "$0")" && pwd)
 
 "$build/bench/tick_bench" --benchmark_min_time=0.5
 "$build/bench/listing_bench"
-for session in x11 gnome-wayland; do
+for session in x11 gnome-shell; do
   "$here/hover_latency.sh" "$build" "$session"
 done
 "$here/promise_gap.sh" "$build"
-for session in x11 gnome-wayland; do
+for session in x11 gnome-shell; do
   "$here/idle_cpu.sh" "$build" "$session"
 done
 "$here/copy_speed.sh" "$build"

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # The session a benchmark runs Verrabel in, with a throw-away home, gone when the script ends:
-#   bench_session x11|gnome-wayland   Xvfb with openbox, or mutter nested in it, with Xwayland
+#   bench_session x11|gnome-shell   Xvfb with openbox, or GNOME Shell nested in it, with Xwayland
 #   bench_launch                      Verrabel there; its PID in BENCH_APP
 # BENCH_POINTER names the X display whose pointer moves it: in a nested Wayland session, the
 # outer one. Set E2E_BUILD to the build folder before sourcing.
@@ -11,8 +11,8 @@ bench_session() {
   BENCH_KIND=$1
   xsession_for_script 1600x1000 welcomed
   BENCH_POINTER=$DISPLAY
-  if [[ $BENCH_KIND == gnome-wayland ]]; then
-    wayland_mutter_start
+  if [[ $BENCH_KIND == gnome-shell ]]; then
+    wayland_gnome_shell_start
     BENCH_POINTER=$OUTER_DISPLAY
   fi
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the README's pictures of the shelf, as it looks, into docs/images/: expanded in the
-# light and the dark palette, an empty Desktop, a drop under way, and in a GNOME Wayland session.
+# light and the dark palette, an empty Desktop, a drop under way, and under GNOME Shell's top bar.
 # A compositor runs and the screen has a plain backdrop, as on a desktop; the language is
 # Simplified Chinese.
 # Usage: scripts/screenshots.sh [build-dir [picture...]]   (pictures: shelf-light shelf-dark
@@ -93,17 +93,18 @@ picture_drop() { # a drop under way: a file from pcmanfm held over the shelf
   drag_end 800 200
 }
 
-picture_gnome-wayland() { # mutter, nested, with Verrabel on Xwayland beside a native thunar
+picture_gnome-wayland() { # GNOME Shell, nested: the shelf under the top bar, beside a native thunar
   xsession_stop
   xsession_start 1600x1000
   xsession_home "$state/gnome" welcomed
   desktop_of_a_week
-  wayland_mutter_start
+  wayland_gnome_shell_start
   wayland_thunar_size 700 450
-  wayland_until_drawn 449 300 wayland_native thunar "$HOME/Desktop"
+  wayland_until_drawn 449 500 wayland_native thunar "$HOME/Desktop"
+  sleep 8 # GNOME Shell's welcome notification leaves the top centre
   wayland_launch "$build/verrabel"
   sleep 1
-  outer xdotool mousemove 800 3
+  outer xdotool mousemove 800 0
   sleep 0.3
   outer xdotool mousemove 800 200
   sleep 0.4

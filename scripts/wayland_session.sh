@@ -65,7 +65,7 @@ wayland_use_xwayland() {
   export DISPLAY=$display XAUTHORITY XDG_SESSION_TYPE=wayland
   [[ -n "$XAUTHORITY" ]] || unset XAUTHORITY
   # sway's Xwayland lets in only its own user, and the checks run as root.
-  [[ $WAYLAND_COMPOSITOR == mutter ]] ||
+  [[ $WAYLAND_COMPOSITOR != sway ]] ||
     eventually 15 runuser -u "$WAYLAND_USER" -- xhost +si:localuser:root >/dev/null 2>&1
   eventually 15 xdpyinfo >/dev/null 2>&1 || wayland_fail "Xwayland on $DISPLAY does not answer"
 }
@@ -83,6 +83,44 @@ wayland_mutter_start() {
   # The session bus came before the throw-away home: what it starts would use root's.
   dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
     XDG_RUNTIME_DIR DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_SESSION_TYPE
+}
+
+# GNOME Shell itself: its top bar, clock and calendar over mutter. It asks logind on the system
+# bus; a private bus stands in. It starts in the Overview, which Escape leaves.
+wayland_gnome_shell_start() {
+  wayland_take_screen || return 1
+  WAYLAND_COMPOSITOR=gnome-shell
+  export WAYLAND_DISPLAY=wayland-e2e
+  local system_bus
+  system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
+    --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
+  XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
+  DBUS_SYSTEM_BUS_ADDRESS=$(head -n 1 <<<"$system_bus") \
+    MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 gnome-shell --nested --wayland \
+    --wayland-display "$WAYLAND_DISPLAY" >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
+  WAYLAND_PID=$! WAYLAND_LEADER=$!
+  XSESSION_PIDS+=("$WAYLAND_PID")
+  wayland_use_xwayland || return 1
+  dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
+    XDG_RUNTIME_DIR DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_SESSION_TYPE
+  # The Overview first, then the work area under the top bar.
+  workarea() { xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
+  eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1
+  outer xdotool key Escape
+}
+
+# kwin_wayland has a file capability these containers cannot grant; a copy of it has none.
+wayland_kwin_start() {
+  wayland_take_screen || return 1
+  WAYLAND_COMPOSITOR=kwin
+  export WAYLAND_DISPLAY=wayland-e2e
+  cp /usr/bin/kwin_wayland "$XDG_RUNTIME_DIR/kwin_wayland"
+  LIBGL_ALWAYS_SOFTWARE=1 "$XDG_RUNTIME_DIR/kwin_wayland" --x11-display "$OUTER_DISPLAY" \
+    --width 1600 --height 1000 --socket "$WAYLAND_DISPLAY" --xwayland --no-lockscreen \
+    >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
+  WAYLAND_PID=$! WAYLAND_LEADER=$!
+  XSESSION_PIDS+=("$WAYLAND_PID")
+  wayland_use_xwayland
 }
 
 # sway refuses root: it runs as WAYLAND_USER, who then owns the throw-away HOME (root can still
@@ -141,11 +179,12 @@ wayland_exec() {
   XSESSION_PIDS+=("$WAYLAND_LAST_PID")
 }
 
-# wayland_launch BINARY [VAR=value...]: Verrabel on Xwayland; its PID in WAYLAND_LAST_PID.
+# wayland_launch BINARY [VAR=value...]: Verrabel, which finds Xwayland itself; its PID in
+# WAYLAND_LAST_PID.
 wayland_launch() {
   local binary=$1
   shift
-  wayland_exec QT_QPA_PLATFORM=xcb "$@" "$binary"
+  wayland_exec "$@" "$binary"
 }
 
 wayland_native() { wayland_exec GDK_BACKEND=wayland "$@"; }
@@ -175,15 +214,17 @@ wayland_place() {
 
 wayland_window() { swaymsg "[$1] nop" >/dev/null 2>&1; }
 
+# wayland_pixel X Y: the colour on screen there.
+wayland_pixel() { outer import -window root -crop "1x1+$1+$2" -format '%[pixel:p{0,0}]' info:; }
+
 # wayland_until_drawn X Y COMMAND...: runs COMMAND and waits until the screen at X Y changes:
 # nothing else tells of a native window under mutter.
 wayland_until_drawn() {
   local x=$1 y=$2 before
   shift 2
-  pixel() { outer import -window root -crop "1x1+$x+$y" -format '%[pixel:p{0,0}]' info:; }
-  before=$(pixel)
+  before=$(wayland_pixel "$x" "$y")
   "$@"
-  changed() { [[ $(pixel) != "$before" ]]; }
+  changed() { [[ $(wayland_pixel "$x" "$y") != "$before" ]]; }
   eventually 20 changed || wayland_fail "nothing was drawn at $x,$y"
 }
 

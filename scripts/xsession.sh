@@ -49,8 +49,21 @@ xsession_start() {
   rm -f "$display_file"
   until xdpyinfo >/dev/null 2>&1; do sleep 0.1; done
 
+  # The session bus looks for services in a folder of the session's first: a scenario chooses
+  # there which program answers a name that several provide (xsession_bus_service).
   local bus
-  bus=$(dbus-launch --sh-syntax) || { xsession_log "dbus-launch failed"; xsession_stop; return 1; }
+  XSESSION_BUS=$(mktemp -d)
+  mkdir "$XSESSION_BUS/services"
+  cat >"$XSESSION_BUS/session.conf" <<EOF_BUS
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <servicedir>$XSESSION_BUS/services</servicedir>
+  <include>/usr/share/dbus-1/session.conf</include>
+</busconfig>
+EOF_BUS
+  bus=$(dbus-launch --sh-syntax --config-file="$XSESSION_BUS/session.conf") ||
+    { xsession_log "dbus-launch failed"; xsession_stop; return 1; }
   eval "$bus"
   XSESSION_PIDS+=("$DBUS_SESSION_BUS_PID")
   # Qt and GTK programs would otherwise each start an accessibility bus that never exits.
@@ -64,6 +77,12 @@ xsession_start() {
     ((tries > 50)) && break
     sleep 0.1
   done
+}
+
+# xsession_bus_service NAME FILE: the session bus starts the service NAME as FILE, a .service
+# file, says, whatever else provides it (thunar and Nautilus both show files over D-Bus).
+xsession_bus_service() {
+  sed "s/^Name=.*/Name=$1/" "$2" >"$XSESSION_BUS/services/$1.service"
 }
 
 # A throw-away home for one run of Verrabel: HOME with an empty Desktop, XDG config and
@@ -132,6 +151,7 @@ xsession_stop() {
     wait "$pid" 2>/dev/null || true
   done
   XSESSION_PIDS=()
+  [[ -z "${XSESSION_BUS:-}" ]] || rm -rf "$XSESSION_BUS"
   # What D-Bus activated for the session (an accessibility bus, a file manager) goes too.
   local left
   left=$(xsession_marked_pids)

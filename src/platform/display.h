@@ -15,11 +15,15 @@ namespace verrabel {
 /// One screen in global points: origin at the bottom-left corner of the primary screen, y up.
 struct ScreenInfo {
     QRectF frame;
-    /// Height of the camera housing at the top edge; 0 on screens without one.
+    /// Height of the band along the top edge that the shelf hangs from: the camera housing's, or
+    /// a desktop bar's where the work area starts below the top edge; 0 on screens with neither.
     double safeAreaTop = 0;
     /// The menu-bar areas left and right of the camera housing, where the screen reports them.
     std::optional<QRectF> auxiliaryTopLeftArea;
     std::optional<QRectF> auxiliaryTopRightArea;
+    /// The band is a desktop's bar with controls of its own (GNOME's clock sits at the top
+    /// centre), not a camera housing: it stays the bar's, but for its very top edge.
+    bool topBandIsBar = false;
 
     bool operator==(const ScreenInfo&) const = default;
 };
@@ -48,6 +52,16 @@ public:
     /// panel that hangs in them. Where the display shows the pointer only over windows, a window
     /// of ours is kept there, just below the panel.
     virtual void watch(const QList<QRectF>& zones, const QWidget& panel) = 0;
+};
+
+/// Sets windows of ours up to float above the desktop's own: above other windows on every
+/// desktop, out of the taskbar and window switching, never taking the keyboard focus from the
+/// user's window, unmovable and exactly where they are put.
+class FloatingWindows {
+public:
+    virtual ~FloatingWindows() = default;
+    /// Before `window` is first shown.
+    virtual void setUp(QWidget& window) = 0;
 };
 
 /// Whether a compositing manager draws translucent windows; without one, shapes need a mask.

@@ -9,6 +9,7 @@ class DirectoryWatchers;
 class FileDrags;
 class FileIcons;
 class FilePromises;
+class FloatingWindows;
 class Folders;
 class Pointer;
 class ProcessActivity;
@@ -25,6 +26,7 @@ struct Platform {
     Screens& screens;
     Pointer& pointer;
     Compositor& compositor;
+    FloatingWindows& floating;
     Clock& clock;
     Workspace& workspace;
     Alerts& alerts;

@@ -33,6 +33,8 @@ QtScreens::QtScreens() {
 
 void QtScreens::follow(QScreen* screen) {
     connect(screen, &QScreen::geometryChanged, this, &Screens::changed);
+    // A bar that the desktop reserves at the top (GNOME's, a top panel) may come after us.
+    connect(screen, &QScreen::availableGeometryChanged, this, &Screens::changed);
 }
 
 QList<ScreenInfo> QtScreens::screens() const {
@@ -42,6 +44,13 @@ QList<ScreenInfo> QtScreens::screens() const {
     for (const QScreen* screen : QGuiApplication::screens()) {
         ScreenInfo info;
         info.frame = coordinates::fromQt(QRectF(screen->geometry()), primary);
+        // No camera housing on Linux; a band the desktop keeps for its bar at the top edge
+        // (the work area starts below it) holds the notch instead.
+        const int band = screen->availableGeometry().top() - screen->geometry().top();
+        if (band > 0) {
+            info.safeAreaTop = band;
+            info.topBandIsBar = true;
+        }
         result.append(info);
     }
     return result;

@@ -6,7 +6,8 @@ class QScreen;
 
 namespace verrabel {
 
-/// The screens Qt knows, in global y-up points. Linux screens report no camera housing.
+/// The screens Qt knows, in global y-up points. Linux screens report no camera housing; a
+/// desktop's bar along the top edge stands in for it.
 class QtScreens final : public Screens {
     Q_OBJECT
 public:

@@ -6,13 +6,14 @@
 #include "message_box_alerts.h"
 #include "process_activity.h"
 #include "qt_display.h"
-#include "qt_file_drags.h"
 #include "settings.h"
 #include "theme_file_icons.h"
 #include "thread_queue.h"
 #include "timerfd_timer.h"
 #include "tray_status_bar.h"
 #include "x11_compositor.h"
+#include "x11_file_drags.h"
+#include "x11_floating_windows.h"
 #include "x11_motion_watch.h"
 #include "xdg_folders.h"
 #include "xds_promises.h"
@@ -80,10 +81,12 @@ private:
 struct SystemPlatform::Parts {
     XdgFolders folders;
     QtScreens screens;
+    const bool onXwayland = XwaylandPointer::isXwayland();
+    X11FloatingWindows floating{X11FloatingWindows::wantsManagedWindows(onXwayland)};
     // X11 shows the pointer anywhere, and its RECORD extension hears every motion. Xwayland shows
     // the pointer only over its own windows: a presence window watches where it matters.
     std::unique_ptr<XwaylandPointer> xwayland =
-        XwaylandPointer::isXwayland() ? std::make_unique<XwaylandPointer>(screens) : nullptr;
+        onXwayland ? std::make_unique<XwaylandPointer>(screens, floating.isManaged()) : nullptr;
     QtPointer x11Pointer;
     X11MotionWatch x11Motion;
     Pointer& pointer = xwayland ? static_cast<Pointer&>(*xwayland) : x11Pointer;
@@ -96,14 +99,14 @@ struct SystemPlatform::Parts {
     TimerFdTimerFactory timers{&motion};
     InotifyWatchers watchers;
     ThemeFileIcons icons;
-    QtFileDrags drags;
+    X11FileDrags drags;
     XdsFilePromises promises;
     TimerSlackActivity activity;
     QSettingsStore settings;
     TrayStatusBar statusBar;
-    Platform services{folders,  screens,  pointer,  compositor, clock, workspace,
-                      alerts,   queues,   timers,   watchers,   icons, drags,
-                      promises, activity, settings, statusBar};
+    Platform services{folders,   screens,  pointer,  compositor, floating, clock,
+                      workspace, alerts,   queues,   timers,     watchers, icons,
+                      drags,     promises, activity, settings,   statusBar};
 };
 
 SystemPlatform::SystemPlatform()

@@ -2,7 +2,6 @@
 
 #include <map>
 #include <mutex>
-#include <string>
 
 namespace verrabel {
 
@@ -46,6 +45,27 @@ bool selectionOwned(xcb_connection_t* connection, std::string_view selection) {
     const auto owner = xcbReply(xcb_get_selection_owner_reply(
         connection, xcb_get_selection_owner(connection, atom), nullptr));
     return owner && owner->owner != XCB_NONE;
+}
+
+std::string windowManagerName(xcb_connection_t* connection) {
+    const auto atoms = internAtoms(connection, {"_NET_SUPPORTING_WM_CHECK", "_NET_WM_NAME"});
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    const auto check = xcbReply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, root, atoms[0], XCB_ATOM_WINDOW, 0, 1),
+        nullptr));
+    if (!check || xcb_get_property_value_length(check.get()) != sizeof(xcb_window_t)) {
+        return {};
+    }
+    const xcb_window_t window = *static_cast<xcb_window_t*>(xcb_get_property_value(check.get()));
+    const auto name = xcbReply(xcb_get_property_reply(
+        connection,
+        xcb_get_property(connection, 0, window, atoms[1], XCB_GET_PROPERTY_TYPE_ANY, 0, 64),
+        nullptr));
+    if (!name) {
+        return {};
+    }
+    return {static_cast<const char*>(xcb_get_property_value(name.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(name.get()))};
 }
 
 } // namespace verrabel

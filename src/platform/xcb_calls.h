@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -28,5 +29,9 @@ template <typename T>
 
 /// Whether some client owns the selection, such as a tray's or a compositor's.
 [[nodiscard]] bool selectionOwned(xcb_connection_t* connection, std::string_view selection);
+
+/// The name the running window manager gives itself (_NET_WM_NAME of its check window, such as
+/// "KWin" or "GNOME Shell"); empty without one.
+[[nodiscard]] std::string windowManagerName(xcb_connection_t* connection);
 
 } // namespace verrabel

@@ -4,11 +4,13 @@
 #include "xcb_calls.h"
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QRegion>
 #include <QScreen>
 #include <QSocketNotifier>
 #include <QWidget>
+#include <QWindow>
 
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -25,11 +27,12 @@ namespace {
 
 // Answering a drag: "not taken", and send every move, not only those leaving a rectangle.
 constexpr std::uint32_t kNotTakenSendMoves = 0x2;
-// The window reaches this far beyond the zones, so that the pointer is seen on its way out:
-// there it is outside them, as far as the hover loop can tell. A compositor may miss telling
-// that the pointer left the window (kwin, through an edge); its last position is then there.
+// Where a compositor may miss telling that the pointer left the window (KWin, for moves in small
+// steps), the window reaches this far beyond the open shelf: the pointer is seen on its way
+// out, outside the zones as far as the hover loop can tell, and its last position stays there.
 constexpr int kSeenLeaving = 16;
 constexpr std::chrono::seconds kRestAfterDrop{2};
+constexpr std::uint32_t kAllDesktops = 0xFFFFFFFF;
 
 xcb_visualid_t argbVisual(const xcb_screen_t* screen) {
     for (auto depths = xcb_screen_allowed_depths_iterator(screen); depths.rem != 0;
@@ -52,10 +55,46 @@ double pixelRatio() {
     return primary != nullptr ? primary->devicePixelRatio() : 1.0;
 }
 
+/// A tooltip is a window of its own, and the pointer over it would be over no window of the
+/// shelf's: tooltips let the pointer through to the panel below them.
+class PointerThroughTooltips final : public QObject {
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Show && watched->isWidgetType()) {
+            auto* widget = static_cast<QWidget*>(watched);
+            if (widget->windowType() == Qt::ToolTip && widget->windowHandle() != nullptr) {
+                widget->windowHandle()->setFlag(Qt::WindowTransparentForInput);
+            }
+        }
+        return false;
+    }
+};
+
+/// Makes the presence window a dock: above ordinary windows, on every desktop, where it asks to
+/// be, never focused. Unlike the panel it is not kept above the other docks, so that the panel,
+/// which is, lies over it: KWin hands a drag to the window on top, whatever its input shape.
+void makeDock(xcb_connection_t* x, xcb_window_t window) {
+    const auto atoms =
+        internAtoms(x, {"_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK", "_NET_WM_DESKTOP"});
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atoms[0], XCB_ATOM_ATOM, 32, 1,
+                        &atoms[1]);
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atoms[2], XCB_ATOM_CARDINAL, 32, 1,
+                        &kAllDesktops);
+    // WM_HINTS: the input field is set, and false.
+    const std::array<std::uint32_t, 9> hints{1, 0};
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32,
+                        hints.size(), hints.data());
+    // WM_NORMAL_HINTS: the position and size are the user's.
+    const std::array<std::uint32_t, 18> sizeHints{1 | 2};
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NORMAL_HINTS,
+                        XCB_ATOM_WM_SIZE_HINTS, 32, sizeHints.size(), sizeHints.data());
+}
+
 } // namespace
 
-XwaylandPointer::XwaylandPointer(const Screens& screens)
+XwaylandPointer::XwaylandPointer(const Screens& screens, bool managed)
     : m_screens(screens)
+    , m_seenLeaving(managed ? kSeenLeaving : 0)
     , m_x(xcb_connect(nullptr, nullptr)) {
     if (xcb_connection_has_error(m_x) != 0) {
         return;
@@ -67,13 +106,21 @@ XwaylandPointer::XwaylandPointer(const Screens& screens)
     const xcb_colormap_t colormap = xcb_generate_id(m_x);
     xcb_create_colormap(m_x, XCB_COLORMAP_ALLOC_NONE, colormap, m_root, visual);
     m_window = xcb_generate_id(m_x);
+    // Crossings, and one motion until the pointer is next asked for: a move within the window
+    // ends the timer's nap as an arrival does.
     const std::array<std::uint32_t, 5> values{
-        0, 0, 1, XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW, colormap};
+        0, 0, managed ? 0U : 1U,
+        XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW | XCB_EVENT_MASK_POINTER_MOTION |
+            XCB_EVENT_MASK_POINTER_MOTION_HINT,
+        colormap};
     xcb_create_window(m_x, 32, m_window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
                           XCB_CW_EVENT_MASK | XCB_CW_COLORMAP,
                       values.data());
+    if (managed) {
+        makeDock(m_x, m_window);
+    }
     const std::uint32_t version = 5;
     xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window, internAtom(m_x, "XdndAware"),
                         XCB_ATOM_ATOM, 32, 1, &version);
@@ -87,6 +134,8 @@ XwaylandPointer::XwaylandPointer(const Screens& screens)
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                      [this] { readEvents(); });
     QCoreApplication::instance()->installNativeEventFilter(this);
+    m_tooltips = std::make_unique<PointerThroughTooltips>();
+    QCoreApplication::instance()->installEventFilter(m_tooltips.get());
 }
 
 XwaylandPointer::~XwaylandPointer() {
@@ -146,10 +195,18 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
         return QRect(QPoint(qRound(geometry.x() * ratio), qRound(geometry.y() * ratio)),
                      QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio)));
     };
+    // Exactly the zones, which take the pointer from the windows below, with the ring to see it
+    // leave the open shelf where that needs one; never in a bar the desktop keeps for itself.
     QRegion region;
     for (const QRectF& zone : zones) {
-        region |= pixels(m_screens.toWindowGeometry(zone))
-                      .adjusted(-kSeenLeaving, -kSeenLeaving, kSeenLeaving, kSeenLeaving);
+        const QRect geometry = m_screens.toWindowGeometry(zone);
+        region |= pixels(geometry);
+        const QScreen* screen = QGuiApplication::screenAt(geometry.center());
+        if (panel.isVisible() && m_seenLeaving > 0 && screen != nullptr) {
+            region |= pixels(geometry).adjusted(-m_seenLeaving, -m_seenLeaving, m_seenLeaving,
+                                                m_seenLeaving) &
+                      pixels(screen->availableGeometry());
+        }
     }
     // Where the panel is shown, it alone takes the pointer, however the compositor stacks the two.
     if (panel.isVisible()) {
@@ -225,6 +282,9 @@ void XwaylandPointer::handle(const void* event) {
     case XCB_LEAVE_NOTIFY:
         crossed(*static_cast<const xcb_enter_notify_event_t*>(event));
         break;
+    case XCB_MOTION_NOTIFY:
+        moved(static_cast<const xcb_motion_notify_event_t*>(event)->event);
+        break;
     case XCB_CLIENT_MESSAGE:
         dragMessage(event);
         break;
@@ -244,7 +304,13 @@ void XwaylandPointer::crossed(const xcb_enter_notify_event_t& crossing) {
         }
         return;
     }
-    m_over = crossing.event;
+    moved(crossing.event);
+}
+
+void XwaylandPointer::moved(std::uint32_t window) {
+    // Also a move without an arrival: a compositor that missed telling of the last departure
+    // does not tell of the return either (KWin).
+    m_over = window;
     m_dragAt.reset(); // the pointer moves by itself: no drag goes on
     m_dropped.reset();
     arrived();

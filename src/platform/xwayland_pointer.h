@@ -23,13 +23,16 @@ namespace verrabel {
 ///
 /// During a drag the compositor sends X windows drag messages (XDND) instead of pointer events,
 /// so a drag's position over our windows is the pointer's, and the presence window takes part
-/// in XDND, answering that it takes nothing. Arrivals, by pointer or drag, end the hover timer's
-/// naps.
+/// in XDND, answering that it takes nothing. Arrivals and moves over our windows, by pointer or
+/// drag, end the hover timer's naps.
 class XwaylandPointer final : public Pointer,
                               public MotionWatch,
                               private QAbstractNativeEventFilter {
 public:
-    explicit XwaylandPointer(const Screens& screens);
+    /// With `managed` the presence window is a dock that the window manager manages, for KWin:
+    /// it bridges native drags only into such windows, and may not tell a window that the pointer
+    /// left it, so there the window reaches a little beyond the open shelf to see it leave.
+    XwaylandPointer(const Screens& screens, bool managed);
     ~XwaylandPointer() override;
     XwaylandPointer(const XwaylandPointer&) = delete;
     XwaylandPointer& operator=(const XwaylandPointer&) = delete;
@@ -46,6 +49,7 @@ private:
     void readEvents();
     void handle(const void* event);
     void crossed(const xcb_enter_notify_event_t& crossing);
+    void moved(std::uint32_t window);
     void dragMessage(const void* message);
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
     void replyToDrag(std::uint32_t source, const char* type, std::uint32_t flags);
@@ -53,11 +57,14 @@ private:
     [[nodiscard]] QPointF pointOf(const QPoint& pixel) const;
 
     const Screens& m_screens;
+    /// How far beyond the open shelf the window reaches.
+    int m_seenLeaving;
     xcb_connection_t* m_x = nullptr;
     std::uint32_t m_root = 0;
     std::uint32_t m_window = 0;
     std::uint32_t m_panelWindow = 0;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    std::unique_ptr<QObject> m_tooltips;
     std::function<void()> m_onArrival;
     /// The window of ours the pointer is over, by the last crossing.
     std::uint32_t m_over = 0;

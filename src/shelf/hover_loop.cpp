@@ -29,8 +29,8 @@ void ShelfController::tick() {
     if (at(notch::hotZone(*screen))) {
         outsideSince.reset();
         expandIfCollapsed();
-    } else if (expanded && !at(notch::keepOpenArea(panel->frame())) && !exporting && !receiving &&
-               busy == 0) {
+    } else if (expanded && !at(notch::keepOpenArea(*screen, panel->frame())) && !exporting &&
+               !receiving && busy == 0) {
         if (!outsideSince) {
             outsideSince = m_platform.clock.now();
         }

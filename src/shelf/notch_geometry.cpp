@@ -45,6 +45,10 @@ double hotZoneWidth(const ScreenInfo& screen) {
 
 QRectF hotZone(const ScreenInfo& screen) {
     const double width = hotZoneWidth(screen);
+    if (screen.topBandIsBar) {
+        return {midX(screen.frame) - width / 2, maxY(screen.frame) - kTopEdgeStrip, width,
+                kTopEdgeStrip};
+    }
     return {midX(screen.frame) - width / 2, notchBottom(screen) - kHotZoneReach, width,
             notchHeight(screen) + kHotZoneReach};
 }
@@ -54,9 +58,13 @@ QRectF expandedFrame(const ScreenInfo& screen) {
             kPanelHeight};
 }
 
-QRectF keepOpenArea(const QRectF& panelFrame) {
-    return panelFrame.adjusted(-kKeepOpenMargin, -kKeepOpenMargin, kKeepOpenMargin,
-                               kKeepOpenMargin);
+QRectF keepOpenArea(const ScreenInfo& screen, const QRectF& panelFrame) {
+    QRectF area =
+        panelFrame.adjusted(-kKeepOpenMargin, -kKeepOpenMargin, kKeepOpenMargin, kKeepOpenMargin);
+    if (screen.topBandIsBar) {
+        area.setHeight(std::min(maxY(area), notchBottom(screen)) - minY(area));
+    }
+    return area;
 }
 
 bool contains(const QRectF& rect, const QPointF& point) {

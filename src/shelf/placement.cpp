@@ -43,7 +43,7 @@ void ShelfController::layout() {
     content->setHidden(false);
     root->setCornerRadius(notch::kCornerRadius);
     panel->orderFrontRegardless();
-    m_platform.pointer.watch({hotZone, notch::keepOpenArea(panel->frame())}, *panel);
+    m_platform.pointer.watch({hotZone, notch::keepOpenArea(*screen, panel->frame())}, *panel);
 }
 
 } // namespace verrabel

@@ -33,7 +33,7 @@ constexpr std::uint64_t kHoverActivityOptions = 0x00EFFFFF;
 ShelfController::ShelfController(const Platform& platform)
     : m_platform(platform)
     , desktop(platform.folders.desktop())
-    , panel(std::make_unique<ShelfPanel>(platform.screens, platform.compositor))
+    , panel(std::make_unique<ShelfPanel>(platform.screens, platform.compositor, platform.floating))
     , root(new DropView(platform.promises, panel.get()))
     , content(new QWidget(root))
     , message(new Label(QStringLiteral("拖入存到桌面 · 拖出到其他应用"), content))

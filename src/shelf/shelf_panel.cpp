@@ -5,13 +5,11 @@
 
 namespace verrabel {
 
-ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                           Qt::WindowDoesNotAcceptFocus | Qt::BypassWindowManagerHint)
-    , m_screens(screens)
+ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor,
+                       FloatingWindows& floating)
+    : m_screens(screens)
     , m_compositor(compositor) {
-    // Bypassing the window manager is what puts the panel on every desktop, above full-screen
-    // windows, out of the taskbar and Alt-Tab, and shows and hides it without animation.
+    floating.setUp(*this);
     setWindowTitle(QStringLiteral("Verrabel"));
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);

@@ -7,6 +7,7 @@ namespace verrabel {
 
 class Compositor;
 class DropView;
+class FloatingWindows;
 class Screens;
 
 /// The shelf's borderless window. It floats above every other window on every desktop, stays
@@ -15,7 +16,7 @@ class Screens;
 class ShelfPanel final : public QWidget {
     Q_OBJECT
 public:
-    ShelfPanel(const Screens& screens, const Compositor& compositor);
+    ShelfPanel(const Screens& screens, const Compositor& compositor, FloatingWindows& floating);
 
     /// The root view fills the panel and gives it its shape.
     void setContentView(DropView* root);

@@ -79,11 +79,11 @@ xsession_launch pcmanfm --new-win "$HOME/out"
 place_window '^out$' 100 450 700 450
 focused=$(xdotool getwindowfocus)
 expect "the shelf comes down" bring_shelf_down
-xdotool mousemove "$FIRST_ROW_X" "$FIRST_ROW_Y" click 1
+xdotool mousemove "$FIRST_ROW_X" "$(first_row_y)" click 1
 sleep 0.3
 expect "a click on the shelf leaves the keyboard focus where it was" \
   test "$(xdotool getwindowfocus)" = "$focused"
-drag "$FIRST_ROW_X" "$FIRST_ROW_Y" 400 700
+drag "$FIRST_ROW_X" "$(first_row_y)" 400 700
 expect "the file manager holds a copy" eventually 5 test -e "$HOME/out/Album/photo.jpg"
 expect "the copy is whole" cmp -s "$HOME/out/Album/photo.jpg" "$E2E_DESKTOP/Album/photo.jpg"
 expect "the Desktop still holds the original" desktop_has Album/photo.jpg

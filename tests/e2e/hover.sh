@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The shelf's life in an X session: shown once on the first launch, not on the next; down at the
-# top centre and gone again with the pointer; moved by a new screen size; ended, not crashed, by
-# the X server going away.
+# top centre and gone again with the pointer moving as a hand does; hanging below a panel along
+# the top, which keeps its own middle; moved by a new screen size; ended, not crashed, by the X
+# server going away.
 source "$(dirname "$0")/lib.sh"
 e2e_begin hover
 
@@ -12,9 +13,24 @@ expect "the welcome's shelf goes a little over two seconds later" eventually 5 s
 expect "the welcome is remembered" grep -q 'didWelcome=true' "$XDG_CONFIG_HOME/Verrabel/Verrabel.conf"
 kill "$E2E_APP"
 wait "$E2E_APP" || true
-e2e_launch
+# A session that calls itself Wayland without a Wayland display: Qt alone would try Wayland.
+e2e_launch XDG_SESSION_TYPE=wayland
 sleep 2
 expect_hover
+
+# A panel the desktop keeps along the top, 32 high: the shelf hangs below it, only the top edge
+# brings it down, and the rest of the panel stays the panel's.
+xsession_launch trayer --edge top --align center --width 10 --height 32 --SetDockType true \
+  --SetPartialStrut true
+panel=$XSESSION_LAST_PID
+glide 800 16
+sleep 0.5
+expect "the top panel's middle is the panel's" shelf_hidden
+glide 800 0
+expect "the top edge brings the shelf down below the panel" eventually 1 shelf_at 590 32
+glide 800 16
+expect "back on the panel, it goes" eventually 1 shelf_hidden
+kill "$panel"
 
 xrandr --newmode 1280x800 68.00 1280 1328 1360 1440 800 803 809 823 >/dev/null
 xrandr --addmode screen 1280x800

@@ -71,37 +71,78 @@ viewable() { [[ -n "$1" ]] && xwininfo -id "$1" | grep -q 'Map State: IsViewable
 shelf_window() { verrabel_window 420x350; }
 shelf_mapped() { viewable "$(shelf_window)"; }
 shelf_hidden() { ! shelf_mapped; }
-# shelf_at X Y: the shelf is mapped with its top-left corner there.
-shelf_at() { shelf_mapped && xwininfo -root -tree | grep -q "(\"verrabel\" \"Verrabel\")  420x350+$1+$2 "; }
+# shelf_at X Y: the shelf is mapped with its top-left corner there, on the screen (a window
+# manager may have put it into a frame of its own).
+shelf_at() {
+  # grep reads it all: with pipefail, an early exit would fail xwininfo, writing on.
+  shelf_mapped && xwininfo -root -tree |
+    grep -E "\(\"verrabel\" \"Verrabel\"\)  420x350[-+0-9]*  \+$1\+$2\$" >/dev/null
+}
 desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
 
+# Where the shelf hangs: from the top edge, or from a bar the desktop keeps there (GNOME's).
+SHELF_TOP=25
 # The first row of the expanded shelf, where the pointer takes hold of it.
-readonly FIRST_ROW_X=791 FIRST_ROW_Y=122
+readonly FIRST_ROW_X=791
+first_row_y() { echo $((SHELF_TOP + 97)); }
+
+# pointer COMMAND...: xdotool against the display whose pointer the session follows: the outer
+# Xvfb in a nested Wayland session.
+pointer() {
+  if [[ -n "$WAYLAND_PID" ]]; then outer xdotool "$@"; else xdotool "$@"; fi
+}
+
+# Nested mutter and GNOME Shell hand xdotool's small steps to no X11 window, and tell an X11
+# window that the pointer left it only when it lands in another window: there it jumps.
+pointer_jumps() { [[ $WAYLAND_COMPOSITOR == mutter || $WAYLAND_COMPOSITOR == gnome-shell ]]; }
+
+# glide X Y: the pointer moves there as a hand does, a few points at a time (about 500 points a
+# second), or jumps where only jumps reach the windows.
+glide() {
+  local X Y SCREEN WINDOW dx dy i steps
+  if pointer_jumps; then
+    pointer mousemove "$1" "$2"
+    return
+  fi
+  eval "$(pointer getmouselocation --shell)"
+  dx=$(($1 - X)) dy=$(($2 - Y))
+  steps=$(((${dx#-} + ${dy#-}) / 6 + 1))
+  for ((i = 1; i <= steps; i++)); do
+    pointer mousemove $((X + ($1 - X) * i / steps)) $((Y + ($2 - Y) * i / steps))
+    sleep 0.008
+  done
+}
 
 # Brings the shelf down by the top centre, as a user does.
 bring_shelf_down() {
-  xdotool mousemove 800 3
+  glide 800 0
   eventually 2 shelf_mapped
 }
 
-# expect_hover [outer]: from collapsed, the pointer at the top centre brings the shelf down; it
-# stays within 12 points of the panel (x 590..1009, y 25..374), goes further off, and comes down
-# again. Nested mutter passes xdotool's jumps on only when they land in another window: each
-# point is reached from the panel.
+# expect_hover [AWAY_X AWAY_Y]: from collapsed, the pointer at the top centre brings the shelf
+# down; it stays within 12 points of the panel (x 590..1009, y 25..374) and goes further off, at
+# AWAY (by default just below it; where the pointer jumps, a point in another window); a pointer
+# that pauses just below the top centre's zone, long enough for the hover timer to nap, and then
+# goes on into it brings the shelf down at once.
 expect_hover() {
   local point
   expect "collapsed" shelf_hidden
-  "$@" xdotool mousemove 800 0
+  glide 800 0
   expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
-  for point in "581 200" "1018 200" "800 384" "700 3" "800 395"; do
-    "$@" xdotool mousemove 800 200
+  for point in "581 200" "1018 200" "800 384" "700 3"; do
+    glide 800 200
     sleep 0.2
     # shellcheck disable=SC2086
-    "$@" xdotool mousemove $point
+    glide $point
     sleep 0.5
-    [[ $point == "800 395" ]] || expect "it stays with the pointer at $point" shelf_mapped
+    expect "it stays with the pointer at $point" shelf_mapped
   done
+  glide 800 200
+  glide "${1:-800}" "${2:-395}"
   expect "further off, it goes" eventually 1 shelf_hidden
-  "$@" xdotool mousemove 800 3
-  expect "down again" eventually 1 shelf_mapped
+  glide 800 45
+  sleep 1
+  expect "just below the top centre it stays up" shelf_hidden
+  glide 800 20
+  expect "on into the top centre, it comes down" eventually 0.3 shelf_mapped
 }

@@ -17,6 +17,7 @@ chmod +x "$HOME/bin/record-open"
 printf '[Desktop Entry]\nType=Application\nName=Recorder\nExec=%s %%f\nMimeType=text/plain;\n' \
   "$HOME/bin/record-open" >"$XDG_DATA_HOME/applications/recorder.desktop"
 printf '[Default Applications]\ntext/plain=recorder.desktop\n' >"$XDG_CONFIG_HOME/mimeapps.list"
+xsession_bus_service org.freedesktop.FileManager1 /usr/share/dbus-1/services/org.xfce.Thunar.FileManager1.service
 xsession_launch bash -c "exec dbus-monitor --session \"interface='org.freedesktop.FileManager1'\" >'$E2E_ARTIFACTS/dbus.log'"
 unset NO_AT_BRIDGE
 # Start the accessibility bus before Verrabel, which joins it at start-up.
@@ -36,12 +37,12 @@ expect "a new file appears within a second" \
 
 # tip_shows TEXT: a tooltip with that text is on screen.
 tip_shows() { read_back && grep -qxF "tip	$1" "$E2E_ARTIFACTS/names.txt"; }
-xdotool mousemove "$FIRST_ROW_X" "$FIRST_ROW_Y"
+xdotool mousemove "$FIRST_ROW_X" "$(first_row_y)"
 expect "a row's tooltip is its full path" eventually 4 tip_shows "$E2E_DESKTOP/a new file.txt"
 xdotool mousemove 949 348 # the 打开 button
 expect "the open button's tooltip shows" eventually 4 tip_shows "在 Finder 中打开桌面"
 
-xdotool mousemove "$FIRST_ROW_X" "$FIRST_ROW_Y"
+xdotool mousemove "$FIRST_ROW_X" "$(first_row_y)"
 sleep 0.3
 xdotool click --repeat 2 --delay 80 1
 opened() { grep -qx "$E2E_DESKTOP/a new file.txt" "$HOME/opened.log" 2>/dev/null; }

@@ -19,7 +19,7 @@ wayland_native thunar "$HOME/native"
 expect "a native thunar" eventually 10 wayland_window 'app_id="thunar"'
 e2e_launch
 sleep 1
-expect_hover outer
+expect_hover
 outer xdotool mousemove 300 700
 expect "onto a native window, it goes" eventually 1 shelf_hidden
 

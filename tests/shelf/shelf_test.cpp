@@ -182,6 +182,26 @@ TEST_F(Shelf, StaysOpenOverThePanelAndWithinTwelvePointsOfIt) {
     EXPECT_TRUE(shelf.outsideSince);
 }
 
+TEST_F(Shelf, UnderADesktopBarOnlyTheTopEdgeOpensAndTheBarStaysTheBars) {
+    // GNOME's bar, 32 high, with its clock at the top centre.
+    ScreenInfo bar = plainScreen(QRectF(0, 0, 1600, 1000));
+    bar.safeAreaTop = 32;
+    bar.topBandIsBar = true;
+    platform.screens.change({bar});
+    const QPointF clock(800, 984);
+    step(clock);
+    EXPECT_FALSE(shelf.expanded);
+    step(QPointF(800, 999.5)); // pushed against the top edge
+    EXPECT_EQ(shelf.panel->geometry(), QRect(590, 32, 420, 350));
+    // Where the pointer matters: the strip along the edge, and the panel's margin below the bar.
+    EXPECT_EQ(platform.pointer.zones,
+              (QList{QRectF(675, 998, 250, 2), QRectF(578, 606, 444, 362)}));
+    step(kOnPanel);
+    step(clock);
+    step(clock, 0.2);
+    EXPECT_FALSE(shelf.expanded);
+}
+
 TEST_F(Shelf, HoldsKeepItOpenAndOnlyExportingStopsRescans) {
     const struct {
         const char* name;

@@ -21,6 +21,7 @@
 #include <QCoreApplication>
 #include <QHash>
 #include <QMenu>
+#include <QWidget>
 
 #include <deque>
 
@@ -60,6 +61,13 @@ struct FakePointer final : Pointer {
 struct FakeCompositor final : Compositor {
     bool active = true;
     [[nodiscard]] bool isActive() const override { return active; }
+};
+
+/// Frameless, as the real ones are: Qt's offscreen platform offsets framed windows.
+struct FakeFloating final : FloatingWindows {
+    void setUp(QWidget& window) override {
+        window.setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
+    }
 };
 
 struct FakeClock final : Clock {
@@ -234,6 +242,7 @@ struct FakePlatform {
     FakeScreens screens;
     FakePointer pointer;
     FakeCompositor compositor;
+    FakeFloating floating;
     FakeClock clock;
     FakeWorkspace workspace;
     FakeAlerts alerts;
@@ -246,9 +255,9 @@ struct FakePlatform {
     FakeActivity activity;
     FakeSettings settings;
     FakeStatusBar statusBar;
-    Platform services{folders,  screens,  pointer,  compositor, clock, workspace,
-                      alerts,   queues,   timers,   watchers,   icons, drags,
-                      promises, activity, settings, statusBar};
+    Platform services{folders,   screens,  pointer,  compositor, floating, clock,
+                      workspace, alerts,   queues,   timers,     watchers, icons,
+                      drags,     promises, activity, settings,   statusBar};
 };
 
 /// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/

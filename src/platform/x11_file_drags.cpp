@@ -1,0 +1,133 @@
+#include "x11_file_drags.h"
+
+#include "xcb_calls.h"
+
+#include <QCoreApplication>
+#include <QDrag>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QTimer>
+#include <QWidget>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstring>
+
+namespace verrabel {
+
+namespace {
+
+constexpr int kImageSize = 32;
+constexpr std::chrono::seconds kTargetGivenUp{5};
+
+xcb_connection_t* qtConnection() {
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 != nullptr ? x11->connection() : nullptr;
+}
+
+} // namespace
+
+X11FileDrags::X11FileDrags() {
+    QCoreApplication::instance()->installNativeEventFilter(this);
+}
+
+X11FileDrags::~X11FileDrags() = default;
+
+void X11FileDrags::dragOut(QWidget* source, const QUrl& file, const QIcon& icon) {
+    auto* data = new QMimeData;
+    data->setUrls({file});
+    m_uris = data->data(QStringLiteral("text/uri-list"));
+    m_path = file.toLocalFile().toUtf8();
+    m_accepted = false;
+    m_finished.reset();
+    auto* drag = new QDrag(source);
+    drag->setMimeData(data);
+    drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
+    drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
+    // Copy only, whether the drop lands in Verrabel or elsewhere: the item is never moved.
+    drag->exec(Qt::CopyAction, Qt::CopyAction);
+    // Qt returns as soon as it has sent the drop, whatever became of it. A drop in Verrabel
+    // itself is done by then; another program's is done when it says so.
+    if (drag->target() != nullptr || !m_accepted || m_finished) {
+        return;
+    }
+    QEventLoop waiting;
+    m_onFinished = [&waiting] { waiting.quit(); };
+    QTimer::singleShot(kTargetGivenUp, &waiting, &QEventLoop::quit);
+    waiting.exec();
+    m_onFinished = nullptr;
+}
+
+bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
+                                     qintptr* /*result*/) {
+    xcb_connection_t* x = qtConnection();
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    switch (event->response_type & 0x7f) {
+    case XCB_SELECTION_REQUEST: {
+        const auto* request = static_cast<const xcb_selection_request_event_t*>(message);
+        if (request->selection != internAtom(x, "XdndSelection") || m_uris.isEmpty()) {
+            return false;
+        }
+        answer(*request);
+        return true;
+    }
+    case XCB_SELECTION_CLEAR:
+        // Another drag has begun: ours is over, and its data no one's to ask for.
+        if (static_cast<const xcb_selection_clear_event_t*>(message)->selection ==
+            internAtom(x, "XdndSelection")) {
+            m_uris.clear();
+        }
+        return false;
+    case XCB_CLIENT_MESSAGE: {
+        const auto* reply = static_cast<const xcb_client_message_event_t*>(message);
+        const bool yes = (reply->data.data32[1] & 1U) != 0;
+        if (reply->type == internAtom(x, "XdndStatus")) {
+            m_accepted = yes;
+        } else if (reply->type == internAtom(x, "XdndFinished")) {
+            m_finished = yes;
+            if (m_onFinished) {
+                m_onFinished();
+            }
+        }
+        return false;
+    }
+    default:
+        return false;
+    }
+}
+
+void X11FileDrags::answer(const xcb_selection_request_event_t& request) const {
+    xcb_connection_t* x = qtConnection();
+    const auto types = internAtoms(
+        x, {"TARGETS", "text/uri-list", "UTF8_STRING", "text/plain;charset=utf-8", "text/plain"});
+    // Obsolete clients name no property: the data then goes into one named for its type.
+    const xcb_atom_t property = request.property != XCB_NONE ? request.property : request.target;
+    bool answered = true;
+    if (request.target == types[0]) {
+        xcb_change_property(x, XCB_PROP_MODE_REPLACE, request.requestor, property, XCB_ATOM_ATOM,
+                            32, static_cast<std::uint32_t>(types.size()), types.data());
+    } else if (request.target == types[1]) {
+        xcb_change_property(x, XCB_PROP_MODE_REPLACE, request.requestor, property, request.target,
+                            8, static_cast<std::uint32_t>(m_uris.size()), m_uris.constData());
+    } else if (std::find(types.begin() + 2, types.end(), request.target) != types.end()) {
+        xcb_change_property(x, XCB_PROP_MODE_REPLACE, request.requestor, property, request.target,
+                            8, static_cast<std::uint32_t>(m_path.size()), m_path.constData());
+    } else {
+        answered = false;
+    }
+    xcb_selection_notify_event_t notify{};
+    notify.response_type = XCB_SELECTION_NOTIFY;
+    notify.time = request.time;
+    notify.requestor = request.requestor;
+    notify.selection = request.selection;
+    notify.target = request.target;
+    notify.property = answered ? property : XCB_NONE;
+    std::array<char, 32> event{};
+    std::memcpy(event.data(), &notify, sizeof notify);
+    xcb_send_event(x, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT, event.data());
+    xcb_flush(x);
+}
+
+} // namespace verrabel

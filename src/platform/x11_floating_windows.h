@@ -1,0 +1,37 @@
+#pragma once
+
+#include "display.h"
+
+#include <QAbstractNativeEventFilter>
+
+#include <cstdint>
+#include <vector>
+
+namespace verrabel {
+
+/// Floating windows on X11. Bypassing the window manager (override-redirect) gives a window all
+/// it needs on X11 and on most Wayland compositors. KWin on Xwayland hands drags from native
+/// windows only to windows it manages, and their data only to the active one: there the window
+/// is a dock kept above the others, which takes the focus when such a drag enters it.
+class X11FloatingWindows final : public FloatingWindows, private QAbstractNativeEventFilter {
+public:
+    /// Docks managed by the window manager, or windows that bypass it.
+    explicit X11FloatingWindows(bool managed);
+    ~X11FloatingWindows() override;
+    X11FloatingWindows(const X11FloatingWindows&) = delete;
+    X11FloatingWindows& operator=(const X11FloatingWindows&) = delete;
+
+    /// Whether the window manager is KWin on Xwayland, which wants managed windows.
+    [[nodiscard]] static bool wantsManagedWindows(bool xwayland);
+
+    [[nodiscard]] bool isManaged() const { return m_managed; }
+    void setUp(QWidget& window) override;
+
+private:
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
+    bool m_managed;
+    std::vector<std::uint32_t> m_windows;
+};
+
+} // namespace verrabel

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Under KWin, Plasma's compositor, nested, Verrabel on Xwayland: the shelf comes down at the top
+# centre and goes with the pointer moving as a hand does, pauses included; a file dragged from a
+# native file manager by way of the top centre lands in it (KWin hands such drags only to windows
+# it manages, and their data only to the active one); a row goes to an X11 file manager.
+source "$(dirname "$0")/lib.sh"
+e2e_begin wayland_kwin welcomed
+wayland_kwin_start
+
+mkdir -p "$HOME/native"
+echo "from a native window" >"$HOME/native/native.txt"
+pointer mousemove 100 990
+# KWin centres a 700x450 thunar at (450, 275); its first icon is at (667, 420).
+wayland_thunar_size 700 450
+wayland_until_drawn 800 500 wayland_native thunar "$HOME/native"
+e2e_launch
+sleep 1
+expect_hover
+
+pointer mousemove 100 990
+outer drag_via 667 420 800 3 800 200
+expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
+
+mkdir -p "$HOME/Target"
+wayland_exec pcmanfm --new-win "$HOME/Target"
+place_window '^Target$' 850 500 700 450
+bring_shelf_down
+outer drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800
+expect "a row dragged into an X11 file manager is copied" eventually 5 test -e "$HOME/Target/native.txt"

@@ -31,6 +31,8 @@ expect "the top edge brings the shelf down below the panel" eventually 1 shelf_a
 glide 800 16
 expect "back on the panel, it goes" eventually 1 shelf_hidden
 kill "$panel"
+glide 800 0
+expect "without the panel, it hangs from the top edge again" eventually 2 shelf_at 590 25
 
 xrandr --newmode 1280x800 68.00 1280 1328 1360 1440 800 803 809 823 >/dev/null
 xrandr --addmode screen 1280x800

@@ -3,6 +3,7 @@
 # the tests' own source, which answers only after writing for 4 s; meanwhile a second drag over
 # the shelf times how long the main thread takes to answer each of its moves, and the source
 # times how long the drop itself held the main thread.
+# Then the CPU one reception's wait costs while its source works elsewhere.
 # Usage: bench/promise_gap.sh build-dir [verrabel-binary]
 set -euo pipefail
 build=${1:?usage: promise_gap.sh build-dir [verrabel-binary]}
@@ -27,3 +28,35 @@ read -r _ <&"$from_source" # dropped
 echo "promise answered after 4 s of writing:"
 "$build/bench/xdnd_probe" "$shelf" 800 200 5
 cat <&"$from_source"
+
+# The reception's own cost while the source works elsewhere: it answers at once, as archivers do,
+# then its extractor sits in the folder for 3 s before it writes. The CPU of the thread that
+# waits for it (the shelf's hover loop runs meanwhile, as the reception holds the shelf open).
+export TMPDIR="$HOME/tmp"
+mkdir -p "$TMPDIR"
+kill "$XSESSION_LAST_PID"
+xsession_launch "$binary"
+sleep 1
+xdotool mousemove 800 3
+sleep 0.5
+xdotool mousemove 800 200
+sleep 0.5
+shelf=$(xwininfo -root -tree | awk '/\("verrabel" "Verrabel"\)/ && /420x350/ {print $1; exit}')
+waiter_ns() {
+  local task
+  for task in /proc/"$XSESSION_LAST_PID"/task/*; do
+    [[ $(cat "$task/comm" 2>/dev/null) == Verrabel.xds ]] && awk '{print $1}' "$task/schedstat" && return
+  done
+  return 1
+}
+start=$(date +%s.%N)
+/usr/bin/python3 "$here/../tests/e2e/xds_source.py" "$shelf" 800 200 waited.bin A "$HOME/promised.bin" 1 0 3 >/dev/null &
+spent=0
+until [[ $spent != 0 ]] && ! waiter_ns >/dev/null; do
+  spent=$(waiter_ns || echo "$spent")
+  sleep 0.02
+done
+awk -v ns="$spent" -v s0="$start" -v s1="$(date +%s.%N)" 'BEGIN {
+  printf "a reception whose source works elsewhere for 3 s: its wait took %.1f ms of CPU over %.1f s (%.3f%% of a core)\n",
+         ns / 1e6, s1 - s0, ns / 1e9 / (s1 - s0) * 100
+}'

@@ -13,10 +13,13 @@ class QMimeData;
 
 namespace verrabel {
 
-/// What arrived for one promised file: the items the source wrote, or why none came.
+/// What arrived for one promised file: the items the source wrote, or why none came. Items
+/// may come in parts, as the source finishes them.
 struct Delivery {
     QList<QUrl> items;
     std::optional<QString> error;
+    /// The last part: nothing more comes for this file.
+    bool complete = true;
 };
 
 /// A file that the drag's source writes only once the drop has said where.
@@ -28,7 +31,8 @@ public:
     /// The names the source announces; possibly none.
     [[nodiscard]] virtual QStringList fileNames() const = 0;
     /// Asks the source to write into `folder`; to be called during the drop. `delivered` runs
-    /// on the main thread, once for each announced name (once when none is announced).
+    /// on the main thread for each announced name (for one when none is announced): once, or
+    /// for parts of it and then once complete.
     virtual void receive(const QString& folder, Delivered delivered) = 0;
 };
 

@@ -2,8 +2,11 @@
 
 #include "xcb_calls.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 #include <cerrno>
@@ -39,7 +42,7 @@ bool writeAll(int fd, const char* bytes, std::int64_t size) {
 } // namespace
 
 XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteArray& url,
-                         QString ownFile)
+                         QString ownFile, double answerWait)
     : m_time(time)
     , m_ownFile(std::move(ownFile)) {
     m_x = xcb_connect(nullptr, nullptr);
@@ -67,6 +70,32 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, source, directSave, text, 8,
                         static_cast<std::uint32_t>(url.size()), url.constData());
     xcb_convert_selection(m_x, m_window, m_selection, directSave, m_property, m_time);
+    const xcb_res_client_id_spec_t client{source, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const auto ids = xcbReply(
+        xcb_res_query_client_ids_reply(m_x, xcb_res_query_client_ids(m_x, 1, &client), nullptr));
+    if (ids) {
+        for (auto id = xcb_res_query_client_ids_ids_iterator(ids.get()); id.rem != 0;
+             xcb_res_client_id_value_next(&id)) {
+            if (id.data->spec.mask == XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID &&
+                xcb_res_client_id_value_value_length(id.data) == 1) {
+                m_process = static_cast<pid_t>(*xcb_res_client_id_value_value(id.data));
+            }
+        }
+    }
+    // A source may give up the drag's selection once the drop is finished: an "F" must be
+    // followed up before that, and sources answer at once.
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                             std::chrono::duration<double>(answerWait));
+    while (m_stage == Stage::Asking && xcb_connection_has_error(m_x) == 0) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd x{xcb_get_file_descriptor(m_x), POLLIN, 0};
+        if (left.count() <= 0 || poll(&x, 1, static_cast<int>(left.count())) <= 0) {
+            break;
+        }
+        readEvents();
+    }
     std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
 }
 
@@ -77,28 +106,25 @@ XdsExchange::~XdsExchange() {
     xcb_disconnect(m_x);
 }
 
-SourceAnswer XdsExchange::wait(double seconds, const std::stop_token& stop) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                             std::chrono::duration<double>(seconds));
-    while (m_stage != Stage::Done && !stop.stop_requested()) {
-        while (xcb_generic_event_t* event = xcb_poll_for_event(m_x)) {
-            handle(event);
-            std::free(event);
-        }
-        if (xcb_connection_has_error(m_x) != 0) {
-            finish(m_stage == Stage::Asking ? SourceAnswer::None : SourceAnswer::Refused);
-            break;
-        }
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0 || m_stage == Stage::Done) {
-            break;
-        }
-        pollfd x{xcb_get_file_descriptor(m_x), POLLIN, 0};
-        poll(&x, 1, static_cast<int>(std::min<std::int64_t>(left.count(), 100)));
+int XdsExchange::descriptor() const {
+    return m_stage == Stage::Done ? -1 : xcb_get_file_descriptor(m_x);
+}
+
+SourceAnswer XdsExchange::answer() {
+    if (m_stage != Stage::Done) {
+        readEvents();
     }
     return m_answer;
+}
+
+void XdsExchange::readEvents() {
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_x)) {
+        handle(event);
+        std::free(event);
+    }
+    if (xcb_connection_has_error(m_x) != 0 && m_stage != Stage::Done) {
+        finish(m_stage == Stage::Asking ? SourceAnswer::None : SourceAnswer::Refused);
+    }
 }
 
 void XdsExchange::handle(const void* event) {
@@ -144,7 +170,11 @@ void XdsExchange::answerArrived(std::uint32_t property) {
                             ? *static_cast<const char*>(xcb_get_property_value(reply.get()))
                             : '\0';
     if (answer == 'S') {
-        finish(SourceAnswer::Saved);
+        // Said at once, before anything is written, it tells nothing of when the work is done.
+        const bool written =
+            !QDir(QFileInfo(m_ownFile).path())
+                 .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+        finish(written ? SourceAnswer::Saved : SourceAnswer::SavedBeforeWriting);
     } else if (answer == 'E') {
         finish(SourceAnswer::Refused);
     } else if (answer == 'F') {

@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <stop_token>
 
 struct xcb_connection_t;
 
@@ -15,26 +14,32 @@ namespace verrabel {
 
 /// One X Direct Save exchange with a drag's source, on an X connection of its own, so that
 /// waiting for the source never holds up the main thread. Made on the main thread during the
-/// drop; then waited on by one background thread.
-class XdsExchange final {
+/// drop; then heard by one background thread.
+class XdsExchange final : public DeliverySource {
 public:
-    /// Writes the file URL `url` onto the source's window and asks the source to save there.
-    /// Returns once the X server has both requests: they then reach the source before the drop
-    /// is finished, after which a source may give up its selection. Without a display, the
-    /// exchange answers Refused.
-    XdsExchange(std::uint32_t source, std::uint32_t time, const QByteArray& url, QString ownFile);
-    ~XdsExchange();
+    /// Writes the file URL `url` onto the source's window and asks the source to save there,
+    /// then gives it up to `answerWait` seconds to answer while the drop goes on: on "F" (we are
+    /// to fetch the bytes ourselves) they are asked for at once, while the source still owns the
+    /// drag's selection. Returns once the X server has the requests, so that they reach the
+    /// source before the drop is finished. Without a display, the exchange answers Refused.
+    XdsExchange(std::uint32_t source, std::uint32_t time, const QByteArray& url, QString ownFile,
+                double answerWait);
+    ~XdsExchange() override;
     XdsExchange(const XdsExchange&) = delete;
     XdsExchange& operator=(const XdsExchange&) = delete;
 
-    /// Waits up to `seconds` for news from the source; what it has said so far. When it asks
-    /// us to fetch the bytes ourselves ("F"), they are streamed into `ownFile` here, and the
-    /// answer becomes Saved once they are all written.
-    SourceAnswer wait(double seconds, const std::stop_token& stop);
+    /// The X connection, until the source has nothing more to say.
+    [[nodiscard]] int descriptor() const override;
+    /// What the source has said so far. Bytes it sends itself (after "F") are streamed into
+    /// `ownFile` here, and the answer becomes Saved once they are all written.
+    SourceAnswer answer() override;
+    /// The process of the source's X client, as the X server knows it.
+    [[nodiscard]] pid_t process() const override { return m_process; }
 
 private:
     enum class Stage { Asking, Fetching, Streaming, Done };
 
+    void readEvents();
     void handle(const void* event);
     void answerArrived(std::uint32_t property);
     void dataArrived(std::uint32_t property);
@@ -52,6 +57,7 @@ private:
     std::uint32_t m_incremental = 0;
     QString m_ownFile;
     int m_file = -1;
+    pid_t m_process = 0;
     Stage m_stage = Stage::Asking;
     SourceAnswer m_answer = SourceAnswer::None;
 };

@@ -10,12 +10,17 @@
 #include <QMimeData>
 #include <QUrl>
 
+#include <pthread.h>
+
 namespace verrabel {
 
 namespace {
 
 constexpr auto kDirectSave = "XdndDirectSave0";
 constexpr std::uint32_t kLongestProperty = 4096; // in 32-bit units, as xcb counts
+// How long the drop waits for the source's answer; sources answer at once, and a later answer
+// is still heard, only too late for fetching the bytes of one that gives up its selection.
+constexpr double kAnswerWait = 0.1;
 
 xcb_connection_t* connection() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
@@ -39,8 +44,9 @@ public:
     void receive(const QString& folder, Delivered delivered) override {
         const QString target = folder + QLatin1Char('/') + safeFileName(m_proposed);
         m_promises.watch(folder,
-                         std::make_unique<XdsExchange>(
-                             m_source, m_time, QUrl::fromLocalFile(target).toEncoded(), target),
+                         std::make_unique<XdsExchange>(m_source, m_time,
+                                                       QUrl::fromLocalFile(target).toEncoded(),
+                                                       target, kAnswerWait),
                          std::move(delivered));
     }
 
@@ -106,9 +112,10 @@ void XdsFilePromises::watch(const QString& folder, std::unique_ptr<XdsExchange> 
     Watch& watch = m_watches.emplace_back();
     watch.thread = std::jthread([this, &watch, folder, exchange = std::move(exchange),
                                  delivered = std::move(delivered)](const std::stop_token& stop) {
+        pthread_setname_np(pthread_self(), "Verrabel.xds");
         const Delivery delivery = awaitDelivery(
-            folder, m_times, stop, [&exchange](double seconds, const std::stop_token& until) {
-                return exchange->wait(seconds, until);
+            folder, m_times, stop, *exchange, [this, &delivered](const QList<QUrl>& items) {
+                postToMain(this, [delivered, items] { delivered({items, std::nullopt, false}); });
             });
         if (stop.stop_requested()) {
             // Verrabel is quitting: nobody will take what is in the folder.

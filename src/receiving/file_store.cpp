@@ -28,8 +28,9 @@ namespace verrabel {
 namespace {
 
 constexpr int kCandidates = 10'000;
-// Hidden, so the listing never shows a half-made copy. The PID and the machine's mark tell
-// whose it is: PIDs mean nothing on another host sharing the Desktop, or in a container.
+// Hidden, so the listing never shows a half-made copy. The PID and the marks of the machine and
+// its boot tell whose it is: PIDs mean nothing on another host sharing the Desktop, in a
+// container, or after a reboot.
 constexpr QByteArrayView kTemporaryPrefix(".verrabel-");
 constexpr QByteArrayView kTemporarySuffix(".partial");
 
@@ -73,9 +74,14 @@ QByteArray resolved(const QByteArray& path) {
     return cleanPath(path);
 }
 
-/// This machine and PID namespace, in eight hex digits; the same in every run.
+/// Eight hex digits of a hash of `identity`.
+QByteArray mark(const QByteArray& identity) {
+    return QCryptographicHash::hash(identity, QCryptographicHash::Sha1).toHex().left(8);
+}
+
+/// This machine and PID namespace; the same in every run.
 QByteArray processSpace() {
-    static const QByteArray mark = [] {
+    static const QByteArray space = [] {
         QByteArray identity;
         for (const char* file : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
             QFile id(QString::fromLatin1(file));
@@ -93,67 +99,137 @@ QByteArray processSpace() {
         const ssize_t length =
             readlink("/proc/self/ns/pid", namespaceLink.data(), namespaceLink.size() - 1);
         identity += '|' + QByteArray(namespaceLink.data(), std::max<ssize_t>(length, 0));
-        return QCryptographicHash::hash(identity, QCryptographicHash::Sha1).toHex().left(8);
+        return mark(identity);
     }();
-    return mark;
+    return space;
+}
+
+/// This boot of the machine: PIDs of an earlier one mean nothing now.
+QByteArray bootMark() {
+    static const QByteArray boot = [] {
+        QFile id(QStringLiteral("/proc/sys/kernel/random/boot_id"));
+        return mark(id.open(QIODevice::ReadOnly) ? id.readAll().trimmed() : QByteArray());
+    }();
+    return boot;
 }
 
 QByteArray newTemporaryName() {
     return kTemporaryPrefix.toByteArray() + QByteArray::number(getpid()) + '-' + processSpace() +
-           '-' + QByteArray::number(QRandomGenerator::global()->generate64(), 36) +
+           '-' + bootMark() + '-' +
+           QByteArray::number(QRandomGenerator::global()->generate64(), 36) +
            kTemporarySuffix.toByteArray();
 }
 
-/// The PID that made `name`, if it is a temporary that newTemporaryName() made on this machine.
-std::optional<pid_t> temporaryOwner(const QByteArray& name) {
-    static const QRegularExpression pattern(
-        QStringLiteral("^\\.verrabel-([1-9][0-9]{0,8})-([0-9a-f]{8})-[0-9a-z]{1,13}\\.partial$"));
+/// Whether `name` is a temporary that newTemporaryName() made on this machine, in a run that has
+/// ended: in an earlier boot, or its PID is gone.
+bool temporaryAbandoned(const QByteArray& name) {
+    static const QRegularExpression pattern(QStringLiteral(
+        "^\\.verrabel-([1-9][0-9]{0,8})-([0-9a-f]{8})-([0-9a-f]{8})-[0-9a-z]{1,13}\\.partial$"));
     const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(name));
     if (!match.hasMatch() || match.captured(2).toLatin1() != processSpace()) {
-        return std::nullopt;
+        return false;
     }
-    return match.captured(1).toInt();
+    if (match.captured(3).toLatin1() != bootMark()) {
+        return true;
+    }
+    const pid_t owner = match.captured(1).toInt();
+    return owner != getpid() && kill(owner, 0) != 0 && errno == ESRCH;
+}
+
+/// The names in an open folder, read in full: some file systems skip entries that are renamed
+/// away while the folder is being read.
+std::vector<QByteArray> namesIn(int folder) {
+    std::vector<QByteArray> names;
+    DIR* directory = fdopendir(dup(folder));
+    if (directory == nullptr) {
+        return names;
+    }
+    while (const dirent* entry = readdir(directory)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    closedir(directory);
+    return names;
 }
 
 /// Moves what the folder `from` holds into the empty folder `to`, then gives `to` the mode and
-/// times of `from` and removes it. Undone as far as it got when a move fails.
-int moveChildren(int folder, const char* from, const char* to) {
+/// times of `from` and removes it. Undone as far as it got when a move fails, or when `from`
+/// does not end up empty: nothing is left behind.
+int moveChildren(int folder, const char* from, const char* to, const PublishCalls& calls) {
     const Descriptor source(openat(folder, from, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     const Descriptor target(openat(folder, to, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    DIR* directory = source.valid() ? fdopendir(dup(source.get())) : nullptr;
-    if (directory == nullptr || !target.valid()) {
+    struct stat info {};
+    if (!source.valid() || !target.valid() || fstat(source.get(), &info) != 0) {
+        return errno;
+    }
+    // The copy has its original's mode already; a read-only one gives nothing away until then.
+    if (fchmod(source.get(), info.st_mode | S_IWUSR) != 0) {
         return errno;
     }
     std::vector<QByteArray> moved;
     int failure = 0;
-    while (const dirent* entry = readdir(directory)) {
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
-            continue;
+    for (std::vector<QByteArray> names = namesIn(source.get()); !names.empty() && failure == 0;
+         names = namesIn(source.get())) {
+        for (const QByteArray& name : names) {
+            if (calls.renameat2(source.get(), name.constData(), target.get(), name.constData(),
+                                0) != 0) {
+                failure = errno;
+                break;
+            }
+            moved.push_back(name);
         }
-        if (renameat(source.get(), entry->d_name, target.get(), entry->d_name) != 0) {
-            failure = errno;
-            break;
-        }
-        moved.emplace_back(entry->d_name);
     }
-    closedir(directory);
+    if (failure == 0 && unlinkat(folder, from, AT_REMOVEDIR) != 0) {
+        failure = errno;
+    }
     if (failure != 0) {
         for (const QByteArray& name : moved) {
             renameat(target.get(), name.constData(), source.get(), name.constData());
         }
+        fchmod(source.get(), info.st_mode & 07777);
         return failure;
     }
-    struct stat info {};
-    fstat(source.get(), &info);
     const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
-    fchmod(target.get(), info.st_mode & 01777);
+    fchmod(target.get(), info.st_mode & 07777);
     futimens(target.get(), times.data());
-    unlinkat(folder, from, AT_REMOVEDIR);
     return 0;
 }
 
+/// An empty item made to claim a name, known again by its inode.
+struct Placeholder {
+    dev_t device = 0;
+    ino_t inode = 0;
+    bool isFolder = false;
+
+    /// Whether `name` is still this placeholder, and still empty: not someone else's since.
+    [[nodiscard]] bool at(int folder, const char* name) const {
+        struct stat info {};
+        if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || info.st_dev != device ||
+            info.st_ino != inode) {
+            return false;
+        }
+        if (!isFolder) {
+            return info.st_size == 0;
+        }
+        const Descriptor opened(
+            openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        return opened.valid() && namesIn(opened.get()).empty();
+    }
+    void removeFrom(int folder, const char* name) const {
+        if (at(folder, name)) {
+            unlinkat(folder, name, isFolder ? AT_REMOVEDIR : 0);
+        }
+    }
+};
+
+bool unsupported(int error) {
+    return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
+}
+
 /// Claims `name` with an empty item of our own, made by a call that fails on a taken name, then
-/// renames the copy over it: the rename replaces that placeholder and nothing else.
+/// puts the copy in its place: replacing that placeholder and nothing else, and never leaving it
+/// behind. 0, EEXIST when the name turned out someone else's, or why it could not.
 int publishOverPlaceholder(int folder, const QByteArray& temporary, const QByteArray& name,
                            bool isFolder, const PublishCalls& calls) {
     if (isFolder) {
@@ -161,29 +237,56 @@ int publishOverPlaceholder(int folder, const QByteArray& temporary, const QByteA
             return errno;
         }
     } else {
-        const int placeholder =
+        const int made =
             openat(folder, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (placeholder < 0) {
+        if (made < 0) {
             return errno;
         }
-        close(placeholder);
+        close(made);
+    }
+    struct stat claimed {};
+    if (fstatat(folder, name.constData(), &claimed, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno;
+    }
+    const Placeholder placeholder{claimed.st_dev, claimed.st_ino, isFolder};
+    // Swapped in one step where the file system can: what comes back must be our placeholder,
+    // else another program saved over it meanwhile, and it goes back.
+    if (calls.renameat2(folder, temporary.constData(), folder, name.constData(), RENAME_EXCHANGE) ==
+        0) {
+        if (placeholder.at(folder, temporary.constData())) {
+            placeholder.removeFrom(folder, temporary.constData());
+            return 0;
+        }
+        calls.renameat2(folder, temporary.constData(), folder, name.constData(), RENAME_EXCHANGE);
+        return EEXIST;
+    }
+    if (!unsupported(errno)) {
+        const int failure = errno;
+        placeholder.removeFrom(folder, name.constData());
+        return failure;
+    }
+    // A plain rename replaces whatever has the name: it may replace only our placeholder, and
+    // is asked for only while it is one.
+    if (!placeholder.at(folder, name.constData())) {
+        return EEXIST;
     }
     if (calls.renameat2(folder, temporary.constData(), folder, name.constData(), 0) == 0) {
         return 0;
     }
     int failure = errno;
-    if (failure == ENOTEMPTY || failure == EEXIST) {
-        return EEXIST; // someone filled our placeholder in between: it is theirs now
+    if (!placeholder.at(folder, name.constData())) {
+        return EEXIST; // someone filled it in between: it is theirs now
     }
     if (isFolder) {
-        // Some file systems cannot rename a folder over another, even an empty one.
-        failure = moveChildren(folder, temporary.constData(), name.constData());
+        // Some file systems cannot rename a folder over another, even an empty one of ours.
+        failure = moveChildren(folder, temporary.constData(), name.constData(), calls);
         if (failure == 0) {
             return 0;
         }
     }
-    unlinkat(folder, name.constData(), isFolder ? AT_REMOVEDIR : 0);
-    return failure;
+    placeholder.removeFrom(folder, name.constData());
+    // The file system would not replace even our own placeholder: no other name does better.
+    return failure == EEXIST || failure == ENOTEMPTY ? EOPNOTSUPP : failure;
 }
 
 /// Gives the finished temporary the name `name` unless something already has it: 0, EEXIST
@@ -194,7 +297,7 @@ int publish(int folder, const QByteArray& temporary, const QByteArray& name,
                         RENAME_NOREPLACE) == 0) {
         return 0;
     }
-    if (errno != EINVAL && errno != ENOSYS) {
+    if (!unsupported(errno)) {
         return errno;
     }
     struct stat info {};
@@ -287,16 +390,14 @@ void FileStore::removeStaleTemporaries(const QString& folder) {
     }
     std::vector<QByteArray> stale;
     while (const dirent* entry = readdir(directory)) {
-        const std::optional<pid_t> owner = temporaryOwner(entry->d_name);
+        // Only this user's, and only where the run that made it has ended: a live PID of this
+        // boot may be another session's Verrabel still writing.
         struct stat info {};
-        // Only this user's, and only where the run that made it has ended: a live PID may be
-        // another session's Verrabel still writing.
-        if (!owner || *owner == getpid() ||
-            fstatat(fd.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0 ||
-            info.st_uid != geteuid() || kill(*owner, 0) == 0 || errno != ESRCH) {
-            continue;
+        if (temporaryAbandoned(entry->d_name) &&
+            fstatat(fd.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+            info.st_uid == geteuid()) {
+            stale.emplace_back(entry->d_name);
         }
-        stale.emplace_back(entry->d_name);
     }
     closedir(directory);
     for (const QByteArray& name : stale) {

@@ -42,10 +42,11 @@ std::optional<QString> makeFolder(const QString& path) {
     return std::nullopt;
 }
 
-/// One reception's count of files still to come and its error lines. Only the promise queue
-/// touches it, one reader at a time.
+/// One reception's count of files still to come, of items saved or failed, and its error
+/// lines. Only the promise queue touches it, one reader at a time.
 struct Reception {
     qsizetype remaining;
+    qsizetype handled = 0;
     QStringList errors;
 };
 
@@ -65,7 +66,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
         ++busy;
         message->setText(QStringLiteral("正在接收文件…"));
         const qsizetype expected = std::max<qsizetype>(promise->fileNames().size(), 1);
-        auto reception = std::make_shared<Reception>(Reception{expected, {}});
+        auto reception = std::make_shared<Reception>(Reception{expected, 0, {}});
         promise->receive(
             folder, [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
                 if (!weak) {
@@ -76,17 +77,21 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                     [self, reception, folder, expected, delivery, desktopFolder = self->desktop] {
                         if (delivery.error) {
                             reception->errors.append(*delivery.error);
+                            ++reception->handled;
                         }
                         for (const QUrl& item : delivery.items) {
                             const CopyResult copied = FileStore::copy(item, desktopFolder);
                             if (copied.error) {
                                 reception->errors.append(copied.error->description);
                             }
+                            ++reception->handled;
                         }
-                        if (--reception->remaining == 0) {
+                        if (delivery.complete && --reception->remaining == 0) {
                             QDir(folder).removeRecursively();
-                            postToMain(self, [self, errors = reception->errors, expected] {
-                                self->finish(errors, expected);
+                            // A source may deliver more items than it announced names.
+                            const qsizetype total = std::max(expected, reception->handled);
+                            postToMain(self, [self, errors = reception->errors, total] {
+                                self->finish(errors, total);
                             });
                         }
                     });

@@ -1,5 +1,6 @@
 """Prints what a screen reader meets in Verrabel's shelf, one a line in the accessibility tree's
-order: each list item's name, each push button's, and a tooltip's text if one shows.
+order: each list item's name, each push button's, and a tooltip's text if one shows; with
+--labels first, each label's text too.
 
 With --wait-for NAME SECONDS it instead waits until a list item of that name is there, and
 fails if it is not within the time."""
@@ -29,6 +30,9 @@ def read_back():
                  if application is not None and application.name == "Verrabel"), None)
 
 
+if sys.argv[1:2] == ["--labels"]:
+    KINDS[pyatspi.ROLE_LABEL] = "label"
+    del sys.argv[1]
 if sys.argv[1:2] == ["--wait-for"]:
     deadline = time.monotonic() + float(sys.argv[3])
     while f"item\t{sys.argv[2]}" not in (read_back() or []):

@@ -4,9 +4,13 @@
 
 Drops a promised file (X Direct Save) NAME onto WINDOW at the root point X,Y. ANSWER S: asked to
 save it, writes the bytes of the file FROM there in BURSTS bursts, closing the file between them,
-PAUSE seconds apart, waits DELAY seconds and answers S. ANSWER F: answers F at once, then sends
-the bytes itself, incrementally, when asked. Prints "dropped", then how long the drop held the
-target."""
+PAUSE seconds apart, waits DELAY seconds and answers S. ANSWER A: answers S at once, as an
+archiver that leaves the work to its extractor does, then works in the folder (its working
+directory there) for DELAY seconds before writing the bursts. ANSWER F: answers F at once, then
+sends the bytes itself, incrementally, when asked before the drop is finished: like some
+sources, it gives up the drag's selection then. Prints "dropped", then how long the drop held the target."""
+
+import os
 
 import sys
 import threading
@@ -14,7 +18,7 @@ import time
 import urllib.parse
 
 from Xlib import X, display
-from Xlib.protocol import event
+from Xlib.protocol import event, request
 
 CHUNK = 64 * 1024
 DISPLAY = display.Display()
@@ -41,6 +45,9 @@ def wait_for(seconds, wanted):
             seen = DISPLAY.next_event()
             if seen.type == X.ClientMessage and seen.client_type == atom("XdndFinished"):
                 FINISHED.append(time.monotonic())
+                request.SetSelectionOwner(display=DISPLAY.display, window=X.NONE,
+                                          selection=atom("XdndSelection"), time=X.CurrentTime)
+                DISPLAY.flush()
             if wanted(seen):
                 return seen
         time.sleep(0.0005)
@@ -54,22 +61,33 @@ def reply(display_, request):
     display_.flush()
 
 
-def save(request, data, bursts, pause, delay):
-    """Writes the bursts where the target asked, then answers: on a connection of its own, since
-    the main one keeps watching for the drop's end meanwhile."""
+def save(request, data, bursts, pause, delay, early):
+    """Writes the bursts where the target asked, and answers, after or before: on a connection of
+    its own, since the main one keeps watching for the drop's end meanwhile."""
     aside = display.Display()
     url = aside.create_resource_object("window", WINDOW.id).get_full_property(
         aside.intern_atom("XdndDirectSave0"), X.AnyPropertyType).value
     path = b"/" + urllib.parse.unquote_to_bytes(url.split(b"://", 1)[1].partition(b"/")[2])
+    request.requestor = aside.create_resource_object("window", request.requestor.id)
+
+    def answer():
+        request.requestor.change_property(request.property, request.target, 8, b"S")
+        reply(aside, request)
+
+    if early:
+        answer()
+        os.chdir(os.path.dirname(path))
+        time.sleep(delay)
     share = len(data) // bursts
     for burst in range(bursts):
         time.sleep(pause if burst else 0)
         with open(path, "ab") as file:
             file.write(data[burst * share:None if burst + 1 == bursts else (burst + 1) * share])
-    time.sleep(delay)
-    request.requestor = aside.create_resource_object("window", request.requestor.id)
-    request.requestor.change_property(request.property, request.target, 8, b"S")
-    reply(aside, request)
+    if early:
+        os.chdir("/")
+    else:
+        time.sleep(delay)
+        answer()
 
 
 def send_incrementally(request, data):
@@ -108,15 +126,15 @@ def main(window, x, y, name, answer, origin, bursts="1", pause="0", delay="0"):
             break
         if request.type != X.SelectionRequest:
             continue
-        if request.target == atom("XdndDirectSave0") and answer == "S":
+        if request.target == atom("XdndDirectSave0") and answer in "SA":
             saver = threading.Thread(target=save, args=(request, data, int(bursts), float(pause),
-                                                        float(delay)))
+                                                        float(delay), answer == "A"))
             saver.start()
             done = True
         elif request.target == atom("XdndDirectSave0"):
             request.requestor.change_property(request.property, request.target, 8, b"F")
             reply(DISPLAY, request)
-        elif request.target == atom("application/octet-stream"):
+        elif request.target == atom("application/octet-stream") and not FINISHED:
             done = send_incrementally(request, data)
         else:
             request.property = X.NONE

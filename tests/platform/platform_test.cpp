@@ -6,9 +6,11 @@
 #include "support/files.h"
 
 #include <QEventLoop>
+#include <QProcess>
 #include <QTest>
 #include <QTimer>
 
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -103,26 +105,51 @@ TEST(SafeFileName, TakesOnlyOnePlainPathComponentThatFits) {
     }
 }
 
+/// A source whose answer the test gives.
+class TestSource final : public DeliverySource {
+public:
+    TestSource() = default;
+    ~TestSource() override { close(m_news); }
+    TestSource(const TestSource&) = delete;
+    TestSource& operator=(const TestSource&) = delete;
+    [[nodiscard]] int descriptor() const override { return m_news; }
+    SourceAnswer answer() override {
+        eventfd_t news = 0;
+        eventfd_read(m_news, &news);
+        return m_said;
+    }
+    [[nodiscard]] pid_t process() const override { return m_process; }
+    void say(SourceAnswer answer, pid_t process = 0) {
+        m_process = process;
+        m_said = answer;
+        eventfd_write(m_news, 1);
+    }
+
+private:
+    std::atomic<pid_t> m_process = 0;
+    int m_news = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    std::atomic<SourceAnswer> m_said = SourceAnswer::None;
+};
+
 class DeliveryWatch : public ::testing::Test, protected testing::Files {
 protected:
-    /// Waits in the background as the platform does, with short times, for a source whose
-    /// answer is `answer`.
+    /// Waits in the background as the platform does, with short times; what arrived early
+    /// goes to `early`.
     std::future<Delivery> watch() {
         for (const QString& name : names({})) {
+            QDir(path(name)).removeRecursively();
             QFile::remove(path(name));
         }
+        early.clear();
         return std::async(std::launch::async, [this] {
-            return awaitDelivery(path(), {0.2, 1.0, 1.5, 0.3, 0.02}, std::stop_token(),
-                                 [this](double seconds, const std::stop_token& /*stop*/) {
-                                     std::this_thread::sleep_for(
-                                         std::chrono::duration<double>(seconds));
-                                     return answer.load();
-                                 });
+            return awaitDelivery(path(), {0.2, 1.0, 1.5, 3.0, 0.3, 0.2}, std::stop_token(), source,
+                                 [this](const QList<QUrl>& items) { early += items; });
         });
     }
     /// Appends a burst to the file and closes it again, then pauses, as some sources write.
-    void burst(const QByteArray& bytes, std::chrono::milliseconds pause = 0ms) const {
-        QFile file(path("entry.bin"));
+    void burst(const QByteArray& bytes, std::chrono::milliseconds pause = 0ms,
+               const QString& name = "entry.bin") const {
+        QFile file(path(name));
         ASSERT_TRUE(file.open(QIODevice::Append));
         file.write(bytes);
         file.close();
@@ -132,20 +159,36 @@ protected:
         return delivery.items == QList{QUrl::fromLocalFile(path("entry.bin"))} ? read("entry.bin")
                                                                                : QByteArray();
     }
+    QList<QUrl> urls(const QStringList& items) const {
+        QList<QUrl> all;
+        for (const QString& item : items) {
+            all.append(QUrl::fromLocalFile(path(item)));
+        }
+        return all;
+    }
+    /// Everything a finished watch delivered, early or at the end, in name order.
+    QList<QUrl> everything(const Delivery& delivery) const {
+        QList<QUrl> all = early + delivery.items;
+        std::sort(all.begin(), all.end());
+        return all;
+    }
 
-    std::atomic<SourceAnswer> answer = SourceAnswer::None;
+    TestSource source;
+    QList<QUrl> early;
 };
 
 TEST_F(DeliveryWatch, APauseBetweenWritesNeverDeliversHalfAFile) {
-    // A source that never answers gets the longer quiet time, which pauses fit in.
+    // A source that never answers gets the longer quiet time, which pauses fit in; a file it
+    // closes between bursts is not finished either.
     auto delivery = watch();
     burst("one ", 400ms);
     burst("two ", 400ms);
     burst("three");
     EXPECT_EQ(delivery.wait_for(600ms), std::future_status::timeout);
     EXPECT_EQ(contents(delivery.get()), "one two three");
+    EXPECT_TRUE(early.isEmpty());
     // A file still open is not done, however quiet.
-    answer = SourceAnswer::Saved;
+    source.say(SourceAnswer::Saved);
     delivery = watch();
     QFile file(path("entry.bin"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
@@ -156,23 +199,59 @@ TEST_F(DeliveryWatch, APauseBetweenWritesNeverDeliversHalfAFile) {
     EXPECT_EQ(contents(delivery.get()), "first half second half");
 }
 
+TEST_F(DeliveryWatch, ASourceThatSaysSavedBeforeItWritesIsHeardOutByItsWork) {
+    // It answers first, writes, and pauses with nothing open, then writes again: the first file
+    // goes as soon as the next one comes, and the delivery waits for the quiet of a source that
+    // has not said when it is done.
+    source.say(SourceAnswer::SavedBeforeWriting);
+    auto delivery = watch();
+    burst("a", 500ms, "first.txt");
+    burst("b", 300ms, "second.txt");
+    EXPECT_EQ(delivery.get().items, urls({"second.txt"}));
+    EXPECT_EQ(early, urls({"first.txt"}));
+
+    // A process working in the folder (an extractor, its working directory there) is waited
+    // for, however long it stays quiet; once it is gone, the short quiet will do.
+    delivery = watch();
+    QProcess worker;
+    worker.setWorkingDirectory(path());
+    worker.start("sh", {"-c", "sleep 1.4; echo late >last.txt"});
+    ASSERT_TRUE(worker.waitForStarted());
+    burst("a", 0ms, "first.txt");
+    EXPECT_EQ(delivery.wait_for(1200ms), std::future_status::timeout);
+    ASSERT_TRUE(worker.waitForFinished());
+    EXPECT_EQ(delivery.wait_for(900ms), std::future_status::ready);
+    EXPECT_EQ(everything(delivery.get()), urls({"first.txt", "last.txt"}));
+
+    // A known source's helper, started after the drop, works for it wherever it is: done once
+    // the helper is, and not a long quiet later.
+    source.say(SourceAnswer::SavedBeforeWriting, getpid());
+    delivery = watch();
+    QProcess helper;
+    helper.setWorkingDirectory("/");
+    helper.start("sh", {"-c", QString("echo a >'%1'; sleep 0.6; echo b >'%2'")
+                                  .arg(path("first.txt"), path("second.txt"))});
+    ASSERT_TRUE(helper.waitForFinished());
+    EXPECT_EQ(delivery.wait_for(500ms), std::future_status::ready);
+    EXPECT_EQ(everything(delivery.get()), urls({"first.txt", "second.txt"}));
+}
+
 TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {
-    answer = SourceAnswer::Refused; // the source said it failed...
+    source.say(SourceAnswer::Refused); // the source said it failed...
     auto delivery = watch();
     write("written anyway.txt"); // ...and wrote it all the same
     mkdir("a folder/inside");
     QFile::link("/etc/hostname", path("a link"));
     const Delivery result = delivery.get();
     EXPECT_FALSE(result.error);
-    EXPECT_EQ(result.items, (QList{QUrl::fromLocalFile(path("a folder")),
-                                   QUrl::fromLocalFile(path("written anyway.txt"))}));
+    EXPECT_EQ(everything(result), urls({"a folder", "written anyway.txt"}));
     QDir(path("a folder")).removeRecursively();
 
-    answer = SourceAnswer::None;
+    source.say(SourceAnswer::None);
     EXPECT_EQ(watch().get().error, "来源程序在 1.5 秒内没有送来文件。");
-    answer = SourceAnswer::Refused;
+    source.say(SourceAnswer::Refused);
     EXPECT_EQ(watch().get().error, "来源程序没能提供这个文件。");
-    answer = SourceAnswer::Saved;
+    source.say(SourceAnswer::Saved);
     delivery = watch();
     ASSERT_EQ(mkfifo(native("pipe"), 0644), 0);
     const Delivery special = delivery.get();

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>
@@ -98,12 +99,10 @@ TEST(FileStoreNames, GiveOutAfterTenThousand) {
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 10'000);
 }
 
-// File systems without the no-replace rename (NFS, CIFS, FUSE), or without any rename over a
-// name, or without hard links.
-template <bool kRenamesOver>
-int renameWithout(int from, const char* fromName, int to, const char* toName, unsigned flags) {
+// File systems without the no-replace rename (NFS, CIFS, FUSE).
+int renameWithoutFlags(int from, const char* fromName, int to, const char* toName, unsigned f) {
     errno = EINVAL;
-    return flags != 0 || !kRenamesOver ? -1 : ::renameat2(from, fromName, to, toName, flags);
+    return f != 0 ? -1 : ::renameat2(from, fromName, to, toName, 0);
 }
 template <int kError>
 int linkFails(int /*from*/, const char* /*name*/, int /*to*/, const char* /*toName*/, int) {
@@ -120,9 +119,9 @@ TEST_F(FileStoreTest, TwoWritersNeverShareOrReplaceANameOnAnyFileSystem) {
         PublishCalls calls;
     } cases[] = {
         {"local", {}},
-        {"hard links only", {renameWithout<true>, ::linkat}},
-        {"no hard links", {renameWithout<true>, linkFails<EPERM>}},
-        {"hard links unsupported", {renameWithout<true>, linkFails<EOPNOTSUPP>}},
+        {"hard links only", {renameWithoutFlags, ::linkat}},
+        {"no hard links", {renameWithoutFlags, linkFails<EPERM>}},
+        {"hard links unsupported", {renameWithoutFlags, linkFails<EOPNOTSUPP>}},
     };
     for (const auto& [fileSystem, calls] : cases) {
         SCOPED_TRACE(fileSystem);
@@ -142,15 +141,93 @@ TEST_F(FileStoreTest, TwoWritersNeverShareOrReplaceANameOnAnyFileSystem) {
             ASSERT_EQ(read("Desktop/" + file), content) << file.toStdString();
         }
     }
-    // Nothing renames over even our own empty placeholder: a folder's contents are moved in;
-    // a file fails rather than be written where it would show half-made.
+}
+
+// File systems that rename nothing over a name, not even a folder over our empty placeholder,
+// each with the error it gives then; one that checks permissions as for a user, not root.
+template <int kError>
+int renameNotOver(int from, const char* fromName, int to, const char* toName, unsigned flags) {
+    struct stat existing {};
+    errno = flags != 0 ? EINVAL : kError;
+    if (flags != 0 || fstatat(to, toName, &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+        return -1;
+    }
+    return ::renameat2(from, fromName, to, toName, 0);
+}
+int renameAsAUser(int from, const char* fromName, int to, const char* toName, unsigned flags) {
+    struct stat folder {};
+    if (fstat(from, &folder) == 0 && (folder.st_mode & S_IWUSR) == 0) {
+        errno = EACCES;
+        return -1;
+    }
+    return renameNotOver<EEXIST>(from, fromName, to, toName, flags);
+}
+int renameFailsOnPhoto(int from, const char* fromName, int to, const char* toName, unsigned f) {
+    errno = EIO;
+    return std::strcmp(fromName, "photo.jpg") == 0
+               ? -1
+               : renameNotOver<ENOTEMPTY>(from, fromName, to, toName, f);
+}
+// One that can swap two names but not rename without replacing; as our copy is swapped in,
+// another program has just saved onto that name the atomic way.
+int swapAfterTheirSave(int from, const char* fromName, int to, const char* toName, unsigned f) {
+    static bool saved = false;
+    if (f == RENAME_NOREPLACE) {
+        errno = EINVAL;
+        return -1;
+    }
+    if (!saved) {
+        saved = true;
+        const int theirs = openat(to, "their.tmp", O_WRONLY | O_CREAT | O_EXCL, 0644);
+        EXPECT_EQ(write(theirs, "theirs", 6), 6);
+        close(theirs);
+        EXPECT_EQ(renameat(to, "their.tmp", to, toName), 0);
+    }
+    return ::renameat2(from, fromName, to, toName, f);
+}
+
+TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFile) {
+    write("source/Album/photo.jpg", "picture");
+    ASSERT_EQ(chmod(native("source/Album"), 0555), 0);
+    write("source/note.txt", "ours");
+    const struct {
+        const char* fileSystem;
+        PublishCalls calls;
+    } cases[] = {
+        {"EEXIST", {renameNotOver<EEXIST>, linkFails<EPERM>}},
+        {"ENOTEMPTY", {renameNotOver<ENOTEMPTY>, linkFails<EPERM>}},
+        {"EXDEV", {renameNotOver<EXDEV>, linkFails<EPERM>}},
+        {"EACCES, read-only folder", {renameAsAUser, linkFails<EPERM>}},
+    };
+    for (const auto& [fileSystem, calls] : cases) {
+        SCOPED_TRACE(fileSystem);
+        QDir(path("Desktop")).removeRecursively();
+        mkdir("Desktop");
+        // A folder's contents are moved into our placeholder; it keeps its mode.
+        ASSERT_FALSE(copy("source/Album", "Desktop", calls).error);
+        EXPECT_EQ(read("Desktop/Album/photo.jpg"), "picture");
+        struct stat album {};
+        EXPECT_EQ(stat(native("Desktop/Album"), &album), 0);
+        EXPECT_EQ(album.st_mode & 0777, 0555U);
+        // A file fails at once, with the system's word, rather than be written where it would
+        // show half-made; its placeholder goes too.
+        const auto refused = copy("source/note.txt", "Desktop", calls).error;
+        ASSERT_TRUE(refused);
+        EXPECT_NE(refused->domain, "Verrabel");
+        EXPECT_EQ(desktop(), QStringList{"Album"});
+        ASSERT_EQ(chmod(native("Desktop/Album"), 0755), 0);
+    }
+    // A move that fails halfway is undone: not saved, and nothing left.
     QDir(path("Desktop")).removeRecursively();
     mkdir("Desktop");
-    const PublishCalls stuck{renameWithout<false>, linkFails<EPERM>};
-    EXPECT_FALSE(copy("source/Album", "Desktop", stuck).error);
-    EXPECT_EQ(read("Desktop/Album/inner/photo.jpg"), content);
-    EXPECT_TRUE(copy("source/same.bin", "Desktop", stuck).error);
-    EXPECT_EQ(desktop(), QStringList{"Album"});
+    EXPECT_TRUE(copy("source/Album", "Desktop", {renameFailsOnPhoto, linkFails<EPERM>}).error);
+    EXPECT_EQ(desktop(), QStringList());
+    // Their save stays; ours takes the next name.
+    ASSERT_EQ(copy("source/note.txt", "Desktop", {swapAfterTheirSave, linkFails<EPERM>}).path,
+              path("Desktop/note (1).txt"));
+    EXPECT_EQ(read("Desktop/note.txt"), "theirs");
+    EXPECT_EQ(read("Desktop/note (1).txt"), "ours");
+    EXPECT_EQ(desktop(), (QStringList{"note (1).txt", "note.txt"}));
 }
 
 TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {
@@ -202,25 +279,31 @@ TEST_F(FileStoreTest, TheSweepRemovesOnlyWhatEndedRunsOfOursLeft) {
     write("source/probe");
     ASSERT_TRUE(copy("source/probe", "Desktop", {recordAndRefuse, ::linkat}).error);
     const QString mark = QString::fromLatin1(seenTemporary).section('-', 2, 2);
-    ASSERT_EQ(mark.size(), 8) << seenTemporary.toStdString();
-    const auto name = [](const QString& pid, const QString& space) {
-        return QStringLiteral(".verrabel-%1-%2-k3x9.partial").arg(pid, space);
+    const QString boot = QString::fromLatin1(seenTemporary).section('-', 3, 3);
+    ASSERT_EQ(mark.size() + boot.size(), 16) << seenTemporary.toStdString();
+    const auto other = [](const QString& ours) {
+        return ours == "00000000" ? QStringLiteral("11111111") : QStringLiteral("00000000");
     };
-    // PIDs above the kernel's limit have ended; PID 1 and ours have not.
-    mkdir("Desktop/" + name("99999999", mark) + "/inside");
-    write("Desktop/" + name("99999998", mark));
-    QStringList kept{name("1", mark),
-                     name(QString::number(getpid()), mark),
-                     name("99999999", mark == "00000000" ? "11111111" : "00000000"), // a host's
+    const auto name = [](const QString& pid, const QString& space, const QString& booted) {
+        return QStringLiteral(".verrabel-%1-%2-%3-k3x9.partial").arg(pid, space, booted);
+    };
+    // PIDs above the kernel's limit have ended; so have those of an earlier boot, PID 1's too;
+    // PID 1 and ours of this boot have not.
+    mkdir("Desktop/" + name("99999999", mark, boot) + "/inside");
+    write("Desktop/" + name("99999998", mark, boot));
+    write("Desktop/" + name("1", mark, other(boot)));
+    QStringList kept{name("1", mark, boot),
+                     name(QString::number(getpid()), mark, boot),
+                     name("99999999", other(mark), boot), // another host's
                      ".verrabel-99999999-k3x9.partial",
-                     name("99999999", mark) + ".bak",
-                     name("0099999999", mark),
+                     name("99999999", mark, boot) + ".bak",
+                     name("0099999999", mark, boot),
                      ".verrabel-notes"};
     for (const QString& look : kept) {
         write("Desktop/" + look);
     }
     if (geteuid() == 0) { // another user's: only root can make one
-        kept.append(name("99999997", mark));
+        kept.append(name("99999997", mark, boot));
         write("Desktop/" + kept.last());
         ASSERT_EQ(chown(native("Desktop/" + kept.last()), 12345, 12345), 0);
     }
@@ -257,12 +340,14 @@ protected:
     }
     QString message() const { return shelf->message->text(); }
     /// The source writes `name` into the folder it was given and reports it delivered.
-    static void deliver(FakePromise& source, const QString& name) {
+    /// Writes the file into the promise's folder and delivers it; as one part of several, or
+    /// as the whole.
+    static void deliver(FakePromise& source, const QString& name, bool complete = true) {
         QFile file(source.folder + '/' + name);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(name.toUtf8());
         file.close();
-        source.delivered({{QUrl::fromLocalFile(file.fileName())}, std::nullopt});
+        source.delivered({{QUrl::fromLocalFile(file.fileName())}, std::nullopt, complete});
     }
 
     Qt::DropAction m_answer = Qt::IgnoreAction;
@@ -353,15 +438,21 @@ TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
                     .hasMatch());
     deliver(*three, "a.txt");
     deliver(*three, "b.txt");
-    deliver(*unnamed, "photo.jpg");
+    // One promise may bring several items, as they come; the count says how many came.
+    deliver(*unnamed, "photo.jpg", false);
+    finishWork();
+    EXPECT_TRUE(files.names("Desktop").contains("photo.jpg"));
+    EXPECT_EQ(message(), "正在接收文件…");
+    deliver(*unnamed, "photo 2.jpg");
     finishWork();
     EXPECT_EQ(shelf->busy, 1); // one still to come
-    EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
+    EXPECT_EQ(message(), "已存到桌面 · 2 个项目");
     deliver(*three, "c.txt");
     finishWork();
     EXPECT_EQ(shelf->busy, 0);
     EXPECT_EQ(message(), "已存到桌面 · 3 个项目");
-    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt", "c.txt", "photo.jpg"}));
+    EXPECT_EQ(files.names("Desktop"),
+              (QStringList{"a.txt", "b.txt", "c.txt", "photo 2.jpg", "photo.jpg"}));
 
     // A failed delivery is an error line; a promise without a folder, an alert of its own.
     const auto source = std::make_shared<FakePromise>(QStringList{"d", "e"});

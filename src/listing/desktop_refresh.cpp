@@ -23,15 +23,15 @@ void ShelfController::refresh() {
         // Only `desktop` is read here; the result goes back to the main thread.
         auto result = std::make_shared<const ScanResult>(scanDesktop(folder));
         postToMain(this, [this, result]() mutable {
-            completeRefresh(*result);
+            completeRefresh(result);
             // Freeing a listing of thousands of names takes longer than comparing it: leave
-            // that to the scan queue too.
+            // that to the scan queue too, unless the rows keep it.
             scanQueue->submit([discarded = std::move(result)] {});
         });
     });
 }
 
-void ShelfController::completeRefresh(const ScanResult& result) {
+void ShelfController::completeRefresh(const std::shared_ptr<const ScanResult>& result) {
     refreshInFlight = false;
     if (exporting) {
         return; // never redraw the list under a row being dragged out

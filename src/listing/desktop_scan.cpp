@@ -3,6 +3,7 @@
 #include "platform/file_urls.h"
 
 #include <QCollator>
+#include <QCryptographicHash>
 #include <QFile>
 #include <QLocale>
 #include <QSet>
@@ -50,22 +51,34 @@ bool isSpecialFile(mode_t mode) {
     return S_ISFIFO(mode) || S_ISSOCK(mode) || S_ISCHR(mode) || S_ISBLK(mode);
 }
 
-DesktopEntry entryFor(int folder, const QByteArray& folderPath, const char* name) {
-    const QByteArray path = folderPath + '/' + name;
+DesktopEntry entryFor(int folder, const char* name) {
     DesktopEntry entry;
-    entry.url = fileUrlFromNativePath(path);
-    entry.name = QFile::decodeName(name);
-    double modified = 0;
+    entry.fileName = name;
     struct stat info {};
     if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
         entry.isDirectory = S_ISDIR(info.st_mode);
         entry.isSpecial = isSpecialFile(info.st_mode);
         entry.size = entry.isDirectory ? 0 : static_cast<qint64>(info.st_size);
-        modified = static_cast<double>(info.st_mtim.tv_sec) +
-                   static_cast<double>(info.st_mtim.tv_nsec) / kNanosPerSecond;
+        entry.modified = static_cast<double>(info.st_mtim.tv_sec) +
+                         static_cast<double>(info.st_mtim.tv_nsec) / kNanosPerSecond;
     }
-    entry.signatureLine = signatureLine(QFile::decodeName(path), modified, entry.size);
     return entry;
+}
+
+/// The digest of the entries' signature lines, fed in one at a time: the lines of a large
+/// Desktop are never all held at once.
+QString listingSignature(const QByteArray& folder, const std::vector<DesktopEntry>& entries) {
+    QCryptographicHash digest(QCryptographicHash::Sha1);
+    const QString prefix = QFile::decodeName(folder) + QLatin1Char('/');
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (i > 0) {
+            digest.addData("\n");
+        }
+        digest.addData(
+            signatureLine(prefix + entries[i].name(), entries[i].modified, entries[i].size)
+                .toUtf8());
+    }
+    return QString::fromLatin1(digest.result().toHex());
 }
 
 } // namespace
@@ -99,7 +112,7 @@ ScanResult scanDesktop(const QString& folder) {
         if (name[0] == '.' || hidden.contains(QByteArray(name))) {
             continue; // ".", ".." and dot names are hidden too
         }
-        entries.push_back(entryFor(fd, folderPath, name));
+        entries.push_back(entryFor(fd, name));
     }
     closedir(directory);
     if (readError != 0) {
@@ -107,10 +120,14 @@ ScanResult scanDesktop(const QString& folder) {
     }
 
     orderByName(entries);
-    // Built here rather than where it is compared: the main thread's part of a rescan that
+    // Made here rather than where it is compared: the main thread's part of a rescan that
     // changed nothing should be the comparison alone.
-    QString signature = listingSignature(entries);
-    return DesktopListing{std::move(entries), std::move(signature)};
+    QString signature = listingSignature(folderPath, entries);
+    return DesktopListing{folderPath, std::move(entries), std::move(signature)};
+}
+
+QUrl DesktopListing::urlOf(const DesktopEntry& entry) const {
+    return fileUrlFromNativePath(folder + '/' + entry.fileName);
 }
 
 void orderByName(std::vector<DesktopEntry>& entries) {
@@ -125,7 +142,7 @@ void orderByName(std::vector<DesktopEntry>& entries) {
     std::vector<std::pair<QCollatorSortKey, std::size_t>> keys;
     keys.reserve(entries.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        keys.emplace_back(collator.sortKey(entries[i].name), i);
+        keys.emplace_back(collator.sortKey(entries[i].name()), i);
     }
     std::stable_sort(keys.begin(), keys.end(), [](const auto& left, const auto& right) {
         return left.first.compare(right.first) < 0;
@@ -150,13 +167,10 @@ QString signatureLine(const QString& path, double modificationTime, qint64 size)
     return path + QLatin1Char('|') + time + QLatin1Char('|') + QString::number(size);
 }
 
-QString listingSignature(const std::vector<DesktopEntry>& entries) {
-    QStringList lines;
-    lines.reserve(static_cast<qsizetype>(entries.size()));
-    for (const DesktopEntry& entry : entries) {
-        lines.append(entry.signatureLine);
-    }
-    return lines.join(QLatin1Char('\n'));
+QString signatureDigest(const QStringList& lines) {
+    return QString::fromLatin1(
+        QCryptographicHash::hash(lines.join(QLatin1Char('\n')).toUtf8(), QCryptographicHash::Sha1)
+            .toHex());
 }
 
 } // namespace verrabel

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QFile>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <variant>
@@ -8,18 +10,21 @@
 
 namespace verrabel {
 
-/// One direct child of the Desktop folder, with what one stat of it told.
+/// One direct child of the Desktop folder, with what one stat of it told. Kept small: a
+/// Desktop may hold a hundred thousand of them.
 struct DesktopEntry {
-    /// The item's file URL, made from the name's bytes as they are on disk.
-    QUrl url;
-    /// The item's name for display; bytes that are not UTF-8 show as replacement characters.
-    QString name;
-    /// Changes whenever the item's path, modification time or size changes.
-    QString signatureLine;
-    /// The item's kind and size, from the same stat; a symbolic link is not followed.
+    /// The name's bytes as they are on disk.
+    QByteArray fileName;
+    /// The item's kind, size and modification time (seconds since 1970), from the same stat; a
+    /// symbolic link is not followed.
     bool isDirectory = false;
     bool isSpecial = false; // a FIFO, socket or device
     qint64 size = 0;
+    double modified = 0;
+
+    /// The item's name for display; bytes that are not UTF-8 show as replacement characters.
+    /// Made when asked for, not kept: only the few on screen are.
+    [[nodiscard]] QString name() const { return QFile::decodeName(fileName); }
 };
 
 struct ScanFailure {
@@ -29,9 +34,15 @@ struct ScanFailure {
 
 /// The folder's entries in the order a file browser shows them.
 struct DesktopListing {
+    /// The folder listed, as bytes.
+    QByteArray folder;
     std::vector<DesktopEntry> entries;
-    /// The entries' signature lines, joined by line feeds: equal exactly when nothing changed.
+    /// A digest of the entries' signature lines joined by line feeds: equal exactly when
+    /// nothing changed.
     QString signature;
+
+    /// The entry's file URL, made from its name's bytes.
+    [[nodiscard]] QUrl urlOf(const DesktopEntry& entry) const;
 };
 
 /// A listing, or why the folder could not be listed.
@@ -50,7 +61,7 @@ void orderByName(std::vector<DesktopEntry>& entries);
 /// double and always with a fractional part.
 [[nodiscard]] QString signatureLine(const QString& path, double modificationTime, qint64 size);
 
-/// The entries' signature lines, joined by line feeds.
-[[nodiscard]] QString listingSignature(const std::vector<DesktopEntry>& entries);
+/// The digest of signature lines joined by line feeds, as `DesktopListing::signature` holds it.
+[[nodiscard]] QString signatureDigest(const QStringList& lines);
 
 } // namespace verrabel

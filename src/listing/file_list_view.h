@@ -2,32 +2,47 @@
 
 #include <QWidget>
 
-#include <vector>
+#include <functional>
+#include <map>
+#include <memory>
 
 namespace verrabel {
 
-/// The scroll view's document: the rows, first at the top. A new one is made for every
-/// rebuild of the list.
+struct DesktopEntry;
+struct DesktopListing;
+
+/// The scroll view's document: the rows of one listing, first at the top. A new one is made for
+/// every rebuild of the list.
 ///
-/// Only rows near the visible band are shown. Qt repaints every shown child of a parent
-/// against all its siblings, so a Desktop of 100,000 items would stall the window for
-/// minutes; hidden rows cost nothing to paint.
+/// Rows exist only for the items near the visible band: scrolling makes those that come near
+/// and lets go of those that go far, so neither a rebuild, nor a scroll, nor memory grows with
+/// the Desktop. The listing itself is shared, never copied.
 class FileListView final : public QWidget {
     Q_OBJECT
 public:
     static constexpr int kRowPitch = 54;
+    /// Makes the row of one item, at the origin; the view places it and owns it.
+    using MakeRow = std::function<QWidget*(const DesktopListing&, const DesktopEntry&)>;
 
-    using QWidget::QWidget;
+    /// Without a listing the view holds no rows (a message, say).
+    FileListView(std::shared_ptr<const DesktopListing> listing, MakeRow makeRow, int width,
+                 int minimumHeight);
 
-    /// Adds the next row, at its place below the previous one, hidden until it comes near view.
-    void addRow(QWidget* row);
-    /// Shows the rows within a band's height of the visible band [top, top + height).
+    [[nodiscard]] const DesktopListing* listing() const { return m_listing.get(); }
+    /// Gives the listing up, for whoever frees it; the view lists nothing from then on.
+    [[nodiscard]] std::shared_ptr<const DesktopListing> takeListing();
+    /// The number of items, with or without rows.
+    [[nodiscard]] std::size_t itemCount() const;
+    /// The row of item `index`, if it has one now.
+    [[nodiscard]] QWidget* rowAt(std::size_t index) const;
+    /// Gives rows to the items within a band's height of the visible band [top, top + height),
+    /// and takes them from the others.
     void showRowsAround(int top, int height);
 
 private:
-    std::vector<QWidget*> m_rows;
-    int m_firstShown = 0;
-    int m_endShown = 0;
+    std::shared_ptr<const DesktopListing> m_listing;
+    MakeRow m_makeRow;
+    std::map<std::size_t, QWidget*> m_rows;
 };
 
 } // namespace verrabel

@@ -27,14 +27,6 @@ constexpr double kHighlightInset = 2;
 constexpr double kHighlightRadius = 10;
 constexpr double kHighlightAlpha = 0.065;
 
-QString detailFor(const DesktopEntry& entry) {
-    if (entry.isDirectory) {
-        return QStringLiteral("文件夹");
-    }
-    // Decimal units, as file browsers count.
-    return QLocale().formattedDataSize(entry.size, 1, QLocale::DataSizeSIFormat);
-}
-
 FileKind kindOf(const DesktopEntry& entry) {
     if (entry.isDirectory) {
         return FileKind::Directory;
@@ -50,16 +42,24 @@ QFont pixelFont(QFont font, int pixelSize, QFont::Weight weight) {
 
 } // namespace
 
-FileRow::FileRow(const DesktopEntry& entry, ShelfController* controller, int width,
+QString FileRow::detailOf(const DesktopEntry& entry) {
+    if (entry.isDirectory) {
+        return QStringLiteral("文件夹");
+    }
+    // Decimal units, as file browsers count.
+    return QLocale().formattedDataSize(entry.size, 1, QLocale::DataSizeSIFormat);
+}
+
+FileRow::FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controller, int width,
                  const Platform& platform, QWidget* parent)
     : QWidget(parent)
-    , url(entry.url)
+    , url(std::move(file))
     , owner(controller)
     , m_workspace(platform.workspace)
     , m_drags(platform.drags)
-    , m_name(entry.name)
-    , m_detail(detailFor(entry))
-    , m_icon(platform.icons.iconFor(entry.name, kindOf(entry))) {
+    , m_name(entry.name())
+    , m_detail(detailOf(entry))
+    , m_icon(platform.icons.iconFor(m_name, kindOf(entry))) {
     resize(width, kHeight);
     setToolTip(url.toLocalFile());
     setAccessibleName(m_name);

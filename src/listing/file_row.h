@@ -24,8 +24,11 @@ class FileRow final : public QWidget {
 public:
     static constexpr int kHeight = 52;
 
-    FileRow(const DesktopEntry& entry, ShelfController* controller, int width,
+    FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controller, int width,
             const Platform& platform, QWidget* parent = nullptr);
+
+    /// What the row says under the name: the size, or "文件夹".
+    [[nodiscard]] static QString detailOf(const DesktopEntry& entry);
 
     /// The Desktop item the row shows.
     const QUrl url;

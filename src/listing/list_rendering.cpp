@@ -3,6 +3,7 @@
 #include "desktop_scan.h"
 #include "file_list_view.h"
 #include "file_row.h"
+#include "platform/work_queue.h"
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
@@ -18,21 +19,14 @@ namespace {
 constexpr int kListWidth = 374;
 constexpr int kMinimumListHeight = 236;
 
-/// A new, empty document for the scroll view.
-FileListView* newListView(int height) {
-    auto* view = new FileListView;
-    view->resize(kListWidth, height);
-    return view;
-}
-
 } // namespace
 
-void ShelfController::render(const ScanResult& result) {
-    const auto* listing = std::get_if<DesktopListing>(&result);
+void ShelfController::render(const std::shared_ptr<const ScanResult>& result) {
+    const auto* listing = std::get_if<DesktopListing>(result.get());
     if (listing == nullptr) {
         count->setText(QStringLiteral("需要授权"));
         rowsSignature.clear();
-        FileListView* view = newListView(kMinimumListHeight);
+        auto* view = new FileListView(nullptr, {}, kListWidth, kMinimumListHeight);
         addEmpty(QStringLiteral("无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
                                 "允许 Verrabel 访问桌面，然后重新打开应用。"),
                  view);
@@ -40,8 +34,7 @@ void ShelfController::render(const ScanResult& result) {
         return;
     }
 
-    const std::vector<DesktopEntry>& entries = listing->entries;
-    const int rows = static_cast<int>(entries.size());
+    const int rows = static_cast<int>(listing->entries.size());
     count->setText(QString::number(rows) + QStringLiteral(" 个项目 · 与桌面同步"));
     if (listing->signature == rowsSignature && scroll->widget() != nullptr) {
         return; // nothing changed: the rows, and a hovered one's highlight, stay as they are
@@ -49,10 +42,13 @@ void ShelfController::render(const ScanResult& result) {
     rowsSignature = listing->signature;
 
     const int offset = scroll->verticalScrollBar()->value();
-    FileListView* view = newListView(std::max(rows * FileListView::kRowPitch, kMinimumListHeight));
-    for (const DesktopEntry& entry : entries) {
-        view->addRow(new FileRow(entry, this, kListWidth, m_platform));
-    }
+    // Rows are made only for what comes into view; the view shares the listing.
+    auto* view = new FileListView(
+        std::shared_ptr<const DesktopListing>(result, listing),
+        [this](const DesktopListing& items, const DesktopEntry& entry) {
+            return new FileRow(entry, items.urlOf(entry), this, kListWidth, m_platform);
+        },
+        kListWidth, kMinimumListHeight);
     if (rows == 0) {
         addEmpty(QStringLiteral("桌面还是空的\n把文件拖到这里，就能存到桌面"), view);
     }
@@ -76,7 +72,11 @@ void ShelfController::addEmpty(const QString& text, QWidget* view) {
 }
 
 void ShelfController::showListView(QWidget* view) {
-    // The previous document and its rows go with it; rows are never reused.
+    // The previous document and its rows go with it; rows are never reused. Its listing is let
+    // go of on the scan queue: freeing a hundred thousand names takes a while.
+    if (auto* previous = qobject_cast<FileListView*>(scroll->widget())) {
+        scanQueue->submit([discarded = previous->takeListing()] {});
+    }
     scroll->setWidget(view);
     // QScrollArea paints its document's background; the list lies on the frosted panel.
     view->setAutoFillBackground(false);

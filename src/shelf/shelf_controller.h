@@ -64,8 +64,8 @@ private:
     void tick();
     void expandIfCollapsed();
     void startWatcher();
-    void completeRefresh(const ScanResult& result);
-    void render(const ScanResult& result);
+    void completeRefresh(const std::shared_ptr<const ScanResult>& result);
+    void render(const std::shared_ptr<const ScanResult>& result);
     void addEmpty(const QString& text, QWidget* view);
     void showListView(QWidget* view);
     void finish(const QStringList& errors, qsizetype total);
@@ -107,7 +107,7 @@ public:
     bool refreshInFlight = false;
     const std::unique_ptr<WorkQueue> scanQueue;
     std::unique_ptr<DirectoryWatcher> watcher;
-    /// The listing signature of the rows on display.
+    /// The listing signature (a digest) of the rows on display.
     QString rowsSignature;
     const std::unique_ptr<WorkQueue> fileQueue;
     const std::unique_ptr<WorkQueue> promiseQueue;

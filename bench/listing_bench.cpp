@@ -3,7 +3,7 @@
 // sizes, with the icons from the real icon theme.
 
 #include "listing/desktop_scan.h"
-#include "platform/theme_file_icons.h"
+#include "platform/desktop/theme_file_icons.h"
 #include "shelf/shelf_controller.h"
 #include "support/fake_platform.h"
 

@@ -1,7 +1,7 @@
 // Whatever name a drag's source proposes, what Verrabel asks it to write is one plain path
 // component that fits the file system; a name it keeps is the proposed one.
 
-#include "platform/delivery_watch.h"
+#include "platform/linux/delivery_watch.h"
 
 #include <climits>
 #include <cstdint>

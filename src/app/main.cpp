@@ -1,7 +1,7 @@
 #include "app/app_delegate.h"
 #include "listing/list_accessibility.h"
-#include "platform/session.h"
 #include "platform/system_platform.h"
+#include "platform/x11/session.h"
 
 #include <QApplication>
 #include <QLibraryInfo>

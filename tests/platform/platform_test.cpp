@@ -1,8 +1,8 @@
-#include "platform/delivery_watch.h"
-#include "platform/inotify_watchers.h"
-#include "platform/thread_queue.h"
-#include "platform/timerfd_timer.h"
-#include "platform/xdg_folders.h"
+#include "platform/desktop/xdg_folders.h"
+#include "platform/linux/delivery_watch.h"
+#include "platform/linux/inotify_watchers.h"
+#include "platform/linux/thread_queue.h"
+#include "platform/linux/timerfd_timer.h"
 #include "support/files.h"
 
 #include <QEventLoop>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "delivery_watch.h"
+#include "platform/linux/delivery_watch.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "work_queue.h"
+#include "platform/work_queue.h"
 
 #include <condition_variable>
 #include <deque>

@@ -1,6 +1,6 @@
 #include "qt_display.h"
 
-#include "coordinates.h"
+#include "platform/coordinates.h"
 
 #include <QCursor>
 #include <QGuiApplication>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "repeating_timer.h"
+#include "platform/repeating_timer.h"
 
 #include <chrono>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "delivery_watch.h"
-#include "file_promises.h"
+#include "platform/file_promises.h"
+#include "platform/linux/delivery_watch.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QObject>

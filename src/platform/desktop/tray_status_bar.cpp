@@ -1,6 +1,6 @@
 #include "tray_status_bar.h"
 
-#include "xcb_calls.h"
+#include "platform/x11/xcb_calls.h"
 
 #include <QApplication>
 #include <QCursor>

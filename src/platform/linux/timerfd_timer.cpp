@@ -1,6 +1,6 @@
 #include "timerfd_timer.h"
 
-#include "motion_watch.h"
+#include "platform/motion_watch.h"
 
 #include <QSocketNotifier>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "file_promises.h"
+#include "platform/file_promises.h"
 
 #include <sys/types.h>
 

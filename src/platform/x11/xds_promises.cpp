@@ -1,6 +1,6 @@
 #include "xds_promises.h"
 
-#include "main_thread.h"
+#include "platform/main_thread.h"
 #include "xcb_calls.h"
 #include "xds_exchange.h"
 

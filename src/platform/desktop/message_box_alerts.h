@@ -1,6 +1,6 @@
 #pragma once
 
-#include "alerts.h"
+#include "platform/alerts.h"
 
 namespace verrabel {
 

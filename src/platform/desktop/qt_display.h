@@ -1,6 +1,6 @@
 #pragma once
 
-#include "display.h"
+#include "platform/display.h"
 
 class QScreen;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "file_drags.h"
+#include "platform/file_drags.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>

@@ -1,6 +1,6 @@
 #include "xwayland_pointer.h"
 
-#include "qt_display.h"
+#include "platform/desktop/qt_display.h"
 #include "xcb_calls.h"
 
 #include <QCoreApplication>

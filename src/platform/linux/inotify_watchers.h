@@ -1,6 +1,6 @@
 #pragma once
 
-#include "directory_watcher.h"
+#include "platform/directory_watcher.h"
 
 namespace verrabel {
 

@@ -1,6 +1,6 @@
 #include "delivery_watch.h"
 
-#include "file_urls.h"
+#include "platform/file_urls.h"
 
 #include <QFile>
 #include <QHash>

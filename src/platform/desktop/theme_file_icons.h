@@ -1,6 +1,6 @@
 #pragma once
 
-#include "file_icons.h"
+#include "platform/file_icons.h"
 
 #include <QHash>
 #include <QMimeDatabase>

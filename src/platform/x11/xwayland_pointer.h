@@ -1,7 +1,7 @@
 #pragma once
 
-#include "display.h"
-#include "motion_watch.h"
+#include "platform/display.h"
+#include "platform/motion_watch.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QPoint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "motion_watch.h"
+#include "platform/motion_watch.h"
 
 #include <cstdint>
 #include <memory>

@@ -4,11 +4,13 @@
 #include "platform/desktop/desktop_workspace.h"
 #include "platform/desktop/message_box_alerts.h"
 #include "platform/desktop/qt_display.h"
+#include "platform/desktop/qt_settings.h"
 #include "platform/desktop/theme_file_icons.h"
 #include "platform/desktop/tray_status_bar.h"
 #include "platform/desktop/xdg_folders.h"
 #include "platform/linux/inotify_watchers.h"
 #include "platform/linux/thread_queue.h"
+#include "platform/linux/timer_slack_activity.h"
 #include "platform/linux/timerfd_timer.h"
 #include "platform/x11/x11_compositor.h"
 #include "platform/x11/x11_file_drags.h"
@@ -16,12 +18,6 @@
 #include "platform/x11/x11_motion_watch.h"
 #include "platform/x11/xds_promises.h"
 #include "platform/x11/xwayland_pointer.h"
-#include "process_activity.h"
-#include "settings.h"
-
-#include <QSettings>
-
-#include <sys/prctl.h>
 
 #include <chrono>
 
@@ -35,45 +31,6 @@ public:
         return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
             .count();
     }
-};
-
-/// ~/.config/Verrabel/Verrabel.conf. A file that cannot be written loses the values silently.
-class QSettingsStore final : public Settings {
-public:
-    [[nodiscard]] bool boolValue(const QString& key) const override {
-        return m_settings.value(key, false).toBool();
-    }
-    void setBool(const QString& key, bool value) override {
-        m_settings.setValue(key, value);
-        m_settings.sync();
-    }
-
-private:
-    mutable QSettings m_settings{QStringLiteral("Verrabel"), QStringLiteral("Verrabel")};
-};
-
-/// Linux does not throttle background processes; what it does do is let timer wake-ups slip
-/// by the thread's timer slack (50 µs by default) to batch them. The activity takes the slack
-/// away from the main thread, where the hover timer runs, and gives it back when it ends.
-class TimerSlackActivity final : public ProcessActivity {
-public:
-    [[nodiscard]] std::unique_ptr<ActivityToken> begin(std::uint64_t /*options*/,
-                                                       const QString& /*reason*/) override {
-        return std::make_unique<Token>();
-    }
-
-private:
-    class Token final : public ActivityToken {
-    public:
-        Token() { prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL); }
-        ~Token() override { prctl(PR_SET_TIMERSLACK, m_previous, 0UL, 0UL, 0UL); }
-        Token(const Token&) = delete;
-        Token& operator=(const Token&) = delete;
-
-    private:
-        unsigned long m_previous =
-            static_cast<unsigned long>(prctl(PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL));
-    };
 };
 
 } // namespace
@@ -102,7 +59,7 @@ struct SystemPlatform::Parts {
     X11FileDrags drags;
     XdsFilePromises promises;
     TimerSlackActivity activity;
-    QSettingsStore settings;
+    QtSettings settings;
     TrayStatusBar statusBar;
     Platform services{folders,   screens,  pointer,  compositor, floating, clock,
                       workspace, alerts,   queues,   timers,     watchers, icons,

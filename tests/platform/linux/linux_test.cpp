@@ -1,4 +1,3 @@
-#include "platform/desktop/xdg_folders.h"
 #include "platform/linux/delivery_watch.h"
 #include "platform/linux/inotify_watchers.h"
 #include "platform/linux/thread_queue.h"
@@ -59,18 +58,6 @@ TEST(TimerFdTimer, HoldsTheExactIntervalAndFiresInsideNestedEventLoops) {
     QTimer::singleShot(200, &nested, &QEventLoop::quit);
     nested.exec();
     EXPECT_GT(fired, 0);
-}
-
-TEST(XdgFolders, ADesktopThatIsTheHomeFolderCountsAsNone) {
-    const testing::Files home;
-    const QByteArray saved[] = {qgetenv("HOME"), qgetenv("XDG_CONFIG_HOME")};
-    qputenv("HOME", home.native({}));
-    qputenv("XDG_CONFIG_HOME", home.native({}));
-    // user-dirs' way of switching the Desktop off: it would otherwise list the whole home.
-    home.write("user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/\"\n");
-    EXPECT_EQ(XdgFolders().desktop(), QString());
-    qputenv("HOME", saved[0]);
-    qputenv("XDG_CONFIG_HOME", saved[1]);
 }
 
 TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {

@@ -12,14 +12,19 @@ here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/xsession.sh
 source "$here/../scripts/xsession.sh"
 
+# Starts Verrabel with the shelf down; the shelf's window in `shelf`.
+launch_with_shelf_down() {
+  xsession_launch "$binary"
+  sleep 1
+  xdotool mousemove 800 3
+  sleep 0.5
+  xdotool mousemove 800 200
+  sleep 0.5
+  shelf=$(xwininfo -root -tree | awk '/\("verrabel" "Verrabel"\)/ && /420x350/ {print $1; exit}')
+}
+
 xsession_for_script 1600x1000 welcomed
-xsession_launch "$binary"
-sleep 1
-xdotool mousemove 800 3
-sleep 0.5
-xdotool mousemove 800 200
-sleep 0.5
-shelf=$(xwininfo -root -tree | awk '/\("verrabel" "Verrabel"\)/ && /420x350/ {print $1; exit}')
+launch_with_shelf_down
 head -c 1000000 /dev/urandom >"$HOME/promised.bin"
 
 coproc source { /usr/bin/python3 "$here/../tests/e2e/xds_source.py" "$shelf" 800 200 promised.bin S "$HOME/promised.bin" 3 1.5 1; }
@@ -35,13 +40,7 @@ cat <&"$from_source"
 export TMPDIR="$HOME/tmp"
 mkdir -p "$TMPDIR"
 kill "$XSESSION_LAST_PID"
-xsession_launch "$binary"
-sleep 1
-xdotool mousemove 800 3
-sleep 0.5
-xdotool mousemove 800 200
-sleep 0.5
-shelf=$(xwininfo -root -tree | awk '/\("verrabel" "Verrabel"\)/ && /420x350/ {print $1; exit}')
+launch_with_shelf_down
 waiter_ns() {
   local task
   for task in /proc/"$XSESSION_LAST_PID"/task/*; do

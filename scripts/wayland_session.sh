@@ -70,13 +70,14 @@ wayland_use_xwayland() {
   eventually 15 xdpyinfo >/dev/null 2>&1 || wayland_fail "Xwayland on $DISPLAY does not answer"
 }
 
-wayland_mutter_start() {
-  wayland_take_screen || return 1
-  WAYLAND_COMPOSITOR=mutter
+# wayland_mutter_like COMPOSITOR [VAR=value...] COMMAND...: mutter or GNOME Shell, nested, with
+# Xwayland. The dummy mode is the nested output's size; without it mutter opens 800x600.
+wayland_mutter_like() {
+  WAYLAND_COMPOSITOR=$1
+  shift
   export WAYLAND_DISPLAY=wayland-e2e
-  # The dummy mode is the nested output's size; without it mutter opens 800x600.
-  MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 mutter --wayland --nested \
-    --wayland-display "$WAYLAND_DISPLAY" >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
+  env MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 "$@" --wayland-display "$WAYLAND_DISPLAY" \
+    >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
   WAYLAND_PID=$! WAYLAND_LEADER=$!
   XSESSION_PIDS+=("$WAYLAND_PID")
   wayland_use_xwayland || return 1
@@ -85,24 +86,21 @@ wayland_mutter_start() {
     XDG_RUNTIME_DIR DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_SESSION_TYPE
 }
 
+wayland_mutter_start() {
+  wayland_take_screen || return 1
+  wayland_mutter_like mutter mutter --wayland --nested
+}
+
 # GNOME Shell itself: its top bar, clock and calendar over mutter. It asks logind on the system
 # bus; a private bus stands in. It starts in the Overview, which Escape leaves.
 wayland_gnome_shell_start() {
   wayland_take_screen || return 1
-  WAYLAND_COMPOSITOR=gnome-shell
-  export WAYLAND_DISPLAY=wayland-e2e
   local system_bus
   system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
     --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
   XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
-  DBUS_SYSTEM_BUS_ADDRESS=$(head -n 1 <<<"$system_bus") \
-    MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 gnome-shell --nested --wayland \
-    --wayland-display "$WAYLAND_DISPLAY" >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
-  WAYLAND_PID=$! WAYLAND_LEADER=$!
-  XSESSION_PIDS+=("$WAYLAND_PID")
-  wayland_use_xwayland || return 1
-  dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
-    XDG_RUNTIME_DIR DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_SESSION_TYPE
+  wayland_mutter_like gnome-shell DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" \
+    gnome-shell --nested --wayland || return 1
   # The Overview first, then the work area under the top bar.
   workarea() { xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
   eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1

@@ -74,10 +74,10 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     const auto ids = xcbReply(
         xcb_res_query_client_ids_reply(m_x, xcb_res_query_client_ids(m_x, 1, &client), nullptr));
     if (ids) {
+        // Only the PID was asked for: each value that comes back is one.
         for (auto id = xcb_res_query_client_ids_ids_iterator(ids.get()); id.rem != 0;
              xcb_res_client_id_value_next(&id)) {
-            if (id.data->spec.mask == XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID &&
-                xcb_res_client_id_value_value_length(id.data) == 1) {
+            if (xcb_res_client_id_value_value_length(id.data) == 1) {
                 m_process = static_cast<pid_t>(*xcb_res_client_id_value_value(id.data));
             }
         }

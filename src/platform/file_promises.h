@@ -20,6 +20,8 @@ struct Delivery {
     std::optional<QString> error;
     /// The last part: nothing more comes for this file.
     bool complete = true;
+    /// Given up while something still works in the folder: the folder stays, for it.
+    bool folderInUse = false;
 };
 
 /// A file that the drag's source writes only once the drop has said where.

@@ -121,15 +121,16 @@ QByteArray newTemporaryName() {
 }
 
 /// Whether `name` is a temporary that newTemporaryName() made on this machine, in a run that has
-/// ended: in an earlier boot, or its PID is gone.
+/// ended: in an earlier boot, or its PID is gone. Earlier versions named no boot.
 bool temporaryAbandoned(const QByteArray& name) {
-    static const QRegularExpression pattern(QStringLiteral(
-        "^\\.verrabel-([1-9][0-9]{0,8})-([0-9a-f]{8})-([0-9a-f]{8})-[0-9a-z]{1,13}\\.partial$"));
+    static const QRegularExpression pattern(
+        QStringLiteral("^\\.verrabel-([1-9][0-9]{0,8})-([0-9a-f]{8})(?:-([0-9a-f]{8}))?-[0-9a-z]{1,"
+                       "13}\\.partial$"));
     const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(name));
     if (!match.hasMatch() || match.captured(2).toLatin1() != processSpace()) {
         return false;
     }
-    if (match.captured(3).toLatin1() != bootMark()) {
+    if (match.hasCaptured(3) && match.captured(3).toLatin1() != bootMark()) {
         return true;
     }
     const pid_t owner = match.captured(1).toInt();
@@ -140,10 +141,16 @@ bool temporaryAbandoned(const QByteArray& name) {
 /// away while the folder is being read.
 std::vector<QByteArray> namesIn(int folder) {
     std::vector<QByteArray> names;
-    DIR* directory = fdopendir(dup(folder));
+    const int copy = dup(folder);
+    DIR* directory = copy >= 0 ? fdopendir(copy) : nullptr;
     if (directory == nullptr) {
+        if (copy >= 0) {
+            close(copy);
+        }
         return names;
     }
+    // The copy shares the folder's read position: from the start, every time.
+    rewinddir(directory);
     while (const dirent* entry = readdir(directory)) {
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
             names.emplace_back(entry->d_name);
@@ -151,6 +158,23 @@ std::vector<QByteArray> namesIn(int folder) {
     }
     closedir(directory);
     return names;
+}
+
+/// Moves the entry `name` from one open folder to another. A folder that moves to another parent
+/// has its ".." rewritten, so a read-only one is made writable meanwhile.
+int moveEntry(int from, int to, const QByteArray& name, const PublishCalls& calls) {
+    struct stat info {};
+    const bool locked = fstatat(from, name.constData(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+                        S_ISDIR(info.st_mode) && (info.st_mode & S_IWUSR) == 0;
+    if (locked && fchmodat(from, name.constData(), info.st_mode | S_IWUSR, 0) != 0) {
+        return errno;
+    }
+    const int failure =
+        calls.renameat2(from, name.constData(), to, name.constData(), 0) == 0 ? 0 : errno;
+    if (locked) {
+        fchmodat(failure == 0 ? to : from, name.constData(), info.st_mode & 07777, 0);
+    }
+    return failure;
 }
 
 /// Moves what the folder `from` holds into the empty folder `to`, then gives `to` the mode and
@@ -172,9 +196,8 @@ int moveChildren(int folder, const char* from, const char* to, const PublishCall
     for (std::vector<QByteArray> names = namesIn(source.get()); !names.empty() && failure == 0;
          names = namesIn(source.get())) {
         for (const QByteArray& name : names) {
-            if (calls.renameat2(source.get(), name.constData(), target.get(), name.constData(),
-                                0) != 0) {
-                failure = errno;
+            failure = moveEntry(source.get(), target.get(), name, calls);
+            if (failure != 0) {
                 break;
             }
             moved.push_back(name);
@@ -185,7 +208,7 @@ int moveChildren(int folder, const char* from, const char* to, const PublishCall
     }
     if (failure != 0) {
         for (const QByteArray& name : moved) {
-            renameat(target.get(), name.constData(), source.get(), name.constData());
+            moveEntry(target.get(), source.get(), name, calls);
         }
         fchmod(source.get(), info.st_mode & 07777);
         return failure;
@@ -384,24 +407,15 @@ void FileStore::removeStaleTemporaries(const QString& folder) {
     if (!fd.valid()) {
         return;
     }
-    DIR* directory = fdopendir(dup(fd.get()));
-    if (directory == nullptr) {
-        return;
-    }
-    std::vector<QByteArray> stale;
-    while (const dirent* entry = readdir(directory)) {
+    for (const QByteArray& name : namesIn(fd.get())) {
         // Only this user's, and only where the run that made it has ended: a live PID of this
         // boot may be another session's Verrabel still writing.
         struct stat info {};
-        if (temporaryAbandoned(entry->d_name) &&
-            fstatat(fd.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+        if (temporaryAbandoned(name) &&
+            fstatat(fd.get(), name.constData(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
             info.st_uid == geteuid()) {
-            stale.emplace_back(entry->d_name);
+            removeTree(fd.get(), name.constData());
         }
-    }
-    closedir(directory);
-    for (const QByteArray& name : stale) {
-        removeTree(fd.get(), name.constData());
     }
 }
 

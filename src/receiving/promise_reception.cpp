@@ -48,6 +48,7 @@ struct Reception {
     qsizetype remaining;
     qsizetype handled = 0;
     QStringList errors;
+    bool folderInUse = false;
 };
 
 } // namespace
@@ -66,7 +67,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
         ++busy;
         message->setText(QStringLiteral("正在接收文件…"));
         const qsizetype expected = std::max<qsizetype>(promise->fileNames().size(), 1);
-        auto reception = std::make_shared<Reception>(Reception{expected, 0, {}});
+        auto reception = std::make_shared<Reception>(Reception{expected, 0, {}, false});
         promise->receive(
             folder, [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
                 if (!weak) {
@@ -79,6 +80,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                             reception->errors.append(*delivery.error);
                             ++reception->handled;
                         }
+                        reception->folderInUse = reception->folderInUse || delivery.folderInUse;
                         for (const QUrl& item : delivery.items) {
                             const CopyResult copied = FileStore::copy(item, desktopFolder);
                             if (copied.error) {
@@ -87,7 +89,9 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                             ++reception->handled;
                         }
                         if (delivery.complete && --reception->remaining == 0) {
-                            QDir(folder).removeRecursively();
+                            if (!reception->folderInUse) {
+                                QDir(folder).removeRecursively();
+                            }
                             // A source may deliver more items than it announced names.
                             const qsizetype total = std::max(expected, reception->handled);
                             postToMain(self, [self, errors = reception->errors, total] {

@@ -154,9 +154,13 @@ int renameNotOver(int from, const char* fromName, int to, const char* toName, un
     }
     return ::renameat2(from, fromName, to, toName, 0);
 }
+// A folder that moves to another folder has its ".." rewritten: it must be writable too.
 int renameAsAUser(int from, const char* fromName, int to, const char* toName, unsigned flags) {
     struct stat folder {};
-    if (fstat(from, &folder) == 0 && (folder.st_mode & S_IWUSR) == 0) {
+    struct stat moving {};
+    if ((fstat(from, &folder) == 0 && (folder.st_mode & S_IWUSR) == 0) ||
+        (fstatat(from, fromName, &moving, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(moving.st_mode) &&
+         (moving.st_mode & S_IWUSR) == 0 && from != to)) {
         errno = EACCES;
         return -1;
     }
@@ -188,6 +192,8 @@ int swapAfterTheirSave(int from, const char* fromName, int to, const char* toNam
 
 TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFile) {
     write("source/Album/photo.jpg", "picture");
+    write("source/Album/inner/kept.txt", "kept");
+    ASSERT_EQ(chmod(native("source/Album/inner"), 0555), 0);
     ASSERT_EQ(chmod(native("source/Album"), 0555), 0);
     write("source/note.txt", "ours");
     const struct {
@@ -206,8 +212,11 @@ TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFil
         // A folder's contents are moved into our placeholder; it keeps its mode.
         ASSERT_FALSE(copy("source/Album", "Desktop", calls).error);
         EXPECT_EQ(read("Desktop/Album/photo.jpg"), "picture");
+        EXPECT_EQ(read("Desktop/Album/inner/kept.txt"), "kept");
         struct stat album {};
         EXPECT_EQ(stat(native("Desktop/Album"), &album), 0);
+        EXPECT_EQ(album.st_mode & 0777, 0555U);
+        EXPECT_EQ(stat(native("Desktop/Album/inner"), &album), 0);
         EXPECT_EQ(album.st_mode & 0777, 0555U);
         // A file fails at once, with the system's word, rather than be written where it would
         // show half-made; its placeholder goes too.
@@ -216,6 +225,7 @@ TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFil
         EXPECT_NE(refused->domain, "Verrabel");
         EXPECT_EQ(desktop(), QStringList{"Album"});
         ASSERT_EQ(chmod(native("Desktop/Album"), 0755), 0);
+        ASSERT_EQ(chmod(native("Desktop/Album/inner"), 0755), 0);
     }
     // A move that fails halfway is undone: not saved, and nothing left.
     QDir(path("Desktop")).removeRecursively();
@@ -292,6 +302,7 @@ TEST_F(FileStoreTest, TheSweepRemovesOnlyWhatEndedRunsOfOursLeft) {
     mkdir("Desktop/" + name("99999999", mark, boot) + "/inside");
     write("Desktop/" + name("99999998", mark, boot));
     write("Desktop/" + name("1", mark, other(boot)));
+    write("Desktop/.verrabel-99999999-" + mark + "-k3x9.partial"); // as earlier versions named them
     QStringList kept{name("1", mark, boot),
                      name(QString::number(getpid()), mark, boot),
                      name("99999999", other(mark), boot), // another host's

@@ -14,6 +14,7 @@
 #include <array>
 #include <chrono>
 #include <climits>
+#include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
@@ -50,13 +51,21 @@ class FolderChanges {
 public:
     explicit FolderChanges(const QByteArray& folder)
         : m_fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        addTree(folder);
+        if (m_fd < 0 || !addTree(folder)) {
+            m_failure = errno;
+        }
     }
-    ~FolderChanges() { close(m_fd); }
+    ~FolderChanges() {
+        if (m_fd >= 0) {
+            close(m_fd);
+        }
+    }
     FolderChanges(const FolderChanges&) = delete;
     FolderChanges& operator=(const FolderChanges&) = delete;
 
     [[nodiscard]] int descriptor() const { return m_fd; }
+    /// Why the folder cannot be watched (the user's inotify limits, say); 0 when it can.
+    [[nodiscard]] int failure() const { return m_failure; }
 
     /// Reads what happened; whether anything did.
     bool drain() {
@@ -84,11 +93,11 @@ public:
     }
 
 private:
-    void addTree(const QByteArray& path) {
+    bool addTree(const QByteArray& path) {
         const int watch =
             inotify_add_watch(m_fd, path.constData(), kChanges | IN_ONLYDIR | IN_DONT_FOLLOW);
         if (watch < 0) {
-            return;
+            return false;
         }
         m_paths[watch] = path;
         if (DIR* directory = opendir(path.constData())) {
@@ -100,9 +109,11 @@ private:
             }
             closedir(directory);
         }
+        return true;
     }
 
     int m_fd;
+    int m_failure = 0;
     std::map<int, QByteArray> m_paths;
 };
 
@@ -110,16 +121,20 @@ private:
 class StopSignal {
 public:
     explicit StopSignal(const std::stop_token& stop)
-        : m_fd(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
-        , m_callback(stop, [fd = m_fd] { eventfd_write(fd, 1); }) {}
-    ~StopSignal() { close(m_fd); }
+        : m_fd(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+        m_callback.emplace(stop, [fd = m_fd] { eventfd_write(fd, 1); });
+    }
+    ~StopSignal() {
+        m_callback.reset(); // waits for a stop that is under way, and none comes after
+        close(m_fd);
+    }
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;
     [[nodiscard]] int descriptor() const { return m_fd; }
 
 private:
     int m_fd;
-    std::stop_callback<std::function<void()>> m_callback;
+    std::optional<std::stop_callback<std::function<void()>>> m_callback;
 };
 
 /// The processes that work in a folder: their working directory there, or something in it open,
@@ -168,9 +183,12 @@ bool isHelper(const QByteArray& process, const Helpers& helpers) {
     // spaces and parentheses.
     const QByteArray line = stat.readAll();
     const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    constexpr int kState = 0;
     constexpr int kParent = 1;
     constexpr int kStart = 19;
-    return fields.size() > kStart && fields[kParent].toInt() == helpers.source &&
+    // One that has ended but is not yet collected (a zombie) works no more.
+    return fields.size() > kStart && fields[kState] != "Z" && fields[kState] != "X" &&
+           fields[kParent].toInt() == helpers.source &&
            fields[kStart].toULongLong() >= helpers.since;
 }
 
@@ -193,7 +211,8 @@ bool worksIn(pid_t pid, const QByteArray& folder, const Helpers& helpers,
     return working;
 }
 
-/// Looks at every process, or only at `known` ones.
+/// Looks at every process, or only at `known` ones; never at ours, which copies what has
+/// arrived and is no source's worker.
 Workers workersIn(const QByteArray& folder, const Helpers& helpers,
                   const std::optional<std::vector<pid_t>>& known) {
     Workers workers;
@@ -209,14 +228,14 @@ Workers workersIn(const QByteArray& folder, const Helpers& helpers,
         closedir(processes);
     }
     for (const pid_t pid : candidates) {
-        if (worksIn(pid, folder, helpers, workers.open)) {
+        if (pid != getpid() && worksIn(pid, folder, helpers, workers.open)) {
             workers.pids.push_back(pid);
         }
     }
     return workers;
 }
 
-/// Descriptors that become readable when the processes end (ours never does).
+/// Descriptors that become readable when the processes end.
 class Endings {
 public:
     Endings() = default;
@@ -234,7 +253,7 @@ public:
             }
         }
         for (const pid_t pid : pids) {
-            if (pid != getpid() && !m_fds.contains(pid)) {
+            if (!m_fds.contains(pid)) {
                 // glibc 2.36 declares pidfd_open() without C linkage: ask the kernel directly.
                 if (const auto fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); fd >= 0) {
                     m_fds.emplace(pid, fd);
@@ -335,6 +354,11 @@ public:
                           static_cast<unsigned long long>(sysconf(_SC_CLK_TCK))) {}
 
     Delivery run() {
+        if (const int failure = m_changes.failure(); failure != 0) {
+            return {{},
+                    QStringLiteral("无法留意临时文件夹的变化：%1")
+                        .arg(QString::fromLocal8Bit(std::strerror(failure)))};
+        }
         while (!m_stop.stop_requested()) {
             sleep();
             if (m_stop.stop_requested()) {
@@ -373,6 +397,8 @@ private:
         if (!m_workers.pids.empty()) {
             deadlines.push_back(m_looked + seconds(m_times.workerCheck));
             deadlines.push_back(m_changed + seconds(m_times.workingLimit));
+        } else if (m_answer == SourceAnswer::Sending) {
+            deadlines.push_back(m_changed + seconds(m_times.idleLimit));
         } else {
             deadlines.push_back(m_changed +
                                 seconds(trusted() ? m_times.quiet : m_times.untrustedQuiet));
@@ -462,11 +488,19 @@ private:
 
     /// The delivery, once it is complete or given up.
     [[nodiscard]] std::optional<Delivery> outcome(Clock::duration unchanged) const {
+        const auto unfinished = [](double limit) {
+            return QStringLiteral("来源程序在 %1 秒内没有写完文件。").arg(limit);
+        };
         if (!m_workers.pids.empty()) {
+            // Given up, but the folder stays for whatever still works in it.
             if (unchanged >= seconds(m_times.workingLimit)) {
-                return Delivery{
-                    {},
-                    QStringLiteral("来源程序在 %1 秒内没有写完文件。").arg(m_times.workingLimit)};
+                return Delivery{{}, unfinished(m_times.workingLimit), true, true};
+            }
+            return std::nullopt;
+        }
+        if (m_answer == SourceAnswer::Sending) {
+            if (unchanged >= seconds(m_times.idleLimit)) {
+                return Delivery{{}, unfinished(m_times.idleLimit)};
             }
             return std::nullopt;
         }

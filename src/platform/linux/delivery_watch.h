@@ -17,6 +17,7 @@ enum class SourceAnswer {
     /// and nobody will say when it is done.
     SavedBeforeWriting,
     Refused, ///< it could not write the file
+    Sending, ///< it sends the bytes itself, and has not finished
 };
 
 /// The source of a promised file, as the watch over its folder hears it.

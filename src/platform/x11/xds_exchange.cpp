@@ -87,16 +87,19 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     using Clock = std::chrono::steady_clock;
     const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                              std::chrono::duration<double>(answerWait));
-    while (m_stage == Stage::Asking && xcb_connection_has_error(m_x) == 0) {
+    for (;;) {
+        // First what came in during the round trips, where no poll() sees it.
+        readEvents();
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd x{xcb_get_file_descriptor(m_x), POLLIN, 0};
-        if (left.count() <= 0 || poll(&x, 1, static_cast<int>(left.count())) <= 0) {
+        if (m_stage != Stage::Asking || left.count() <= 0 ||
+            poll(&x, 1, static_cast<int>(left.count())) <= 0) {
             break;
         }
-        readEvents();
     }
     std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
+    readEvents();
 }
 
 XdsExchange::~XdsExchange() {
@@ -186,6 +189,7 @@ void XdsExchange::answerArrived(std::uint32_t property) {
             return;
         }
         m_stage = Stage::Fetching;
+        m_answer = SourceAnswer::Sending;
         xcb_convert_selection(m_x, m_window, m_selection, m_octetStream, m_property, m_time);
         xcb_flush(m_x);
     } else {

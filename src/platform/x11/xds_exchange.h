@@ -31,7 +31,7 @@ public:
     /// The X connection, until the source has nothing more to say.
     [[nodiscard]] int descriptor() const override;
     /// What the source has said so far. Bytes it sends itself (after "F") are streamed into
-    /// `ownFile` here, and the answer becomes Saved once they are all written.
+    /// `ownFile` here: Sending until they are all written, then Saved.
     SourceAnswer answer() override;
     /// The process of the source's X client, as the X server knows it.
     [[nodiscard]] pid_t process() const override { return m_process; }

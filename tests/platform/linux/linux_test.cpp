@@ -190,16 +190,26 @@ TEST_F(DeliveryWatch, APauseBetweenWritesNeverDeliversHalfAFile) {
     EXPECT_EQ(delivery.wait_for(600ms), std::future_status::timeout);
     EXPECT_EQ(contents(delivery.get()), "one two three");
     EXPECT_TRUE(early.isEmpty());
-    // A file still open is not done, however quiet.
+    // A file still open is not done, however quiet...
     source.say(SourceAnswer::Saved);
     delivery = watch();
-    QFile file(path("entry.bin"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
-    file.write("first half ");
-    EXPECT_EQ(delivery.wait_for(400ms), std::future_status::timeout);
-    file.write("second half");
-    file.close();
+    const pid_t writer = shell(
+        path(), "exec 3>entry.bin; printf 'first half ' >&3; sleep 0.7; printf 'second half' >&3");
+    EXPECT_EQ(delivery.wait_for(500ms), std::future_status::timeout);
+    waitpid(writer, nullptr, 0);
     EXPECT_EQ(contents(delivery.get()), "first half second half");
+    // ...unless only we hold it open, copying what has arrived: we are no source's worker.
+    delivery = watch();
+    QFile ours(path("entry.bin"));
+    ASSERT_TRUE(ours.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    ours.write("ours");
+    EXPECT_EQ(delivery.wait_for(800ms), std::future_status::ready);
+    ours.close();
+    // A source that sends the bytes itself and stops halfway has not delivered them.
+    source.say(SourceAnswer::Sending);
+    delivery = watch();
+    burst("half");
+    EXPECT_EQ(delivery.get().error, "来源程序在 1.5 秒内没有写完文件。");
 }
 
 TEST_F(DeliveryWatch, ASourceThatSaysSavedBeforeItWritesIsHeardOutByItsWork) {
@@ -232,6 +242,12 @@ TEST_F(DeliveryWatch, ASourceThatSaysSavedBeforeItWritesIsHeardOutByItsWork) {
             nullptr, 0);
     EXPECT_EQ(delivery.wait_for(500ms), std::future_status::ready);
     EXPECT_EQ(everything(delivery.get()), urls({"first.txt", "second.txt"}));
+    // One that has ended, not yet collected by the source, works no more.
+    delivery = watch();
+    const pid_t ended = shell("/", QString("echo a >'%1'").arg(path("first.txt")));
+    EXPECT_EQ(delivery.wait_for(1s), std::future_status::ready);
+    waitpid(ended, nullptr, 0);
+    EXPECT_EQ(everything(delivery.get()), urls({"first.txt"}));
 }
 
 TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {

@@ -4,15 +4,12 @@
 
 #include <QCoreApplication>
 #include <QDrag>
-#include <QEventLoop>
 #include <QGuiApplication>
 #include <QMimeData>
-#include <QTimer>
 #include <QWidget>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstring>
 
 namespace verrabel {
@@ -20,7 +17,6 @@ namespace verrabel {
 namespace {
 
 constexpr int kImageSize = 32;
-constexpr std::chrono::seconds kTargetGivenUp{5};
 
 xcb_connection_t* qtConnection() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
@@ -40,24 +36,15 @@ void X11FileDrags::dragOut(QWidget* source, const QUrl& file, const QIcon& icon)
     data->setUrls({file});
     m_uris = data->data(QStringLiteral("text/uri-list"));
     m_path = file.toLocalFile().toUtf8();
-    m_accepted = false;
-    m_finished.reset();
     auto* drag = new QDrag(source);
     drag->setMimeData(data);
     drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
     drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
     // Copy only, whether the drop lands in Verrabel or elsewhere: the item is never moved.
+    // Qt returns once it has sent the drop; the target may ask for the data after that (mutter
+    // does when a native app reads it), and gets it until another drag begins. No wait for its
+    // word: mutter sends none for drops into native apps.
     drag->exec(Qt::CopyAction, Qt::CopyAction);
-    // Qt returns as soon as it has sent the drop, whatever became of it. A drop in Verrabel
-    // itself is done by then; another program's is done when it says so.
-    if (drag->target() != nullptr || !m_accepted || m_finished) {
-        return;
-    }
-    QEventLoop waiting;
-    m_onFinished = [&waiting] { waiting.quit(); };
-    QTimer::singleShot(kTargetGivenUp, &waiting, &QEventLoop::quit);
-    waiting.exec();
-    m_onFinished = nullptr;
 }
 
 bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
@@ -80,19 +67,6 @@ bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* mess
             m_uris.clear();
         }
         return false;
-    case XCB_CLIENT_MESSAGE: {
-        const auto* reply = static_cast<const xcb_client_message_event_t*>(message);
-        const bool yes = (reply->data.data32[1] & 1U) != 0;
-        if (reply->type == internAtom(x, "XdndStatus")) {
-            m_accepted = yes;
-        } else if (reply->type == internAtom(x, "XdndFinished")) {
-            m_finished = yes;
-            if (m_onFinished) {
-                m_onFinished();
-            }
-        }
-        return false;
-    }
     default:
         return false;
     }

@@ -5,14 +5,11 @@
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
 
-#include <functional>
-#include <optional>
-
 struct xcb_selection_request_event_t;
 
 namespace verrabel {
 
-/// Drags with Qt's QDrag on X11, and the drag's data for whoever asks, until the target is done.
+/// Drags with Qt's QDrag on X11, and the drag's data for whoever asks, until another drag begins.
 ///
 /// Qt serves a request for the data only when its time is the drag's own or the requestor takes
 /// part in XDND itself. A compositor that bridges the drag into native Wayland windows asks from
@@ -25,8 +22,6 @@ public:
     X11FileDrags(const X11FileDrags&) = delete;
     X11FileDrags& operator=(const X11FileDrags&) = delete;
 
-    /// Returns once the drop was refused or the target has taken it, or after five seconds
-    /// without its word: a target that crashed, say.
     void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) override;
 
 private:
@@ -36,11 +31,6 @@ private:
     /// The data of the last drag, in the forms answered: a URI list and a plain path.
     QByteArray m_uris;
     QByteArray m_path;
-    /// Whether the target under the pointer said it would take the drop.
-    bool m_accepted = false;
-    /// The target's word once it is done with the drop: whether it took it.
-    std::optional<bool> m_finished;
-    std::function<void()> m_onFinished;
 };
 
 } // namespace verrabel

@@ -13,17 +13,18 @@
 #include <vector>
 
 int main(int argc, char* argv[]) {
-    verrabel::Session session = verrabel::prepareSession();
+    std::vector<char*> arguments(argv, argv + argc);
+    verrabel::Session session =
+        verrabel::prepareSession(QByteArrayList(arguments.begin(), arguments.end()));
     if (session.problem) {
         std::fprintf(stderr, "%s\n", session.problem->toLocal8Bit().constData());
         return 1;
     }
     // The platform goes to Qt as an argument, not through the environment: that stays the
     // session's, for the programs Verrabel opens.
-    std::vector<char*> arguments(argv, argv + argc);
     QByteArray platformOption("-platform");
     if (!session.platform.isEmpty()) {
-        arguments.insert(arguments.end(), {platformOption.data(), session.platform.data()});
+        arguments.insert(arguments.begin() + 1, {platformOption.data(), session.platform.data()});
     }
     arguments.push_back(nullptr);
     int count = static_cast<int>(arguments.size()) - 1;

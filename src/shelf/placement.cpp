@@ -11,9 +11,11 @@ namespace verrabel {
 
 void ShelfController::reposition() {
     const QList<ScreenInfo> screens = m_platform.screens.screens();
-    // The first screen with a camera housing, else the first screen, else none.
-    const auto notched = std::find_if(screens.begin(), screens.end(),
-                                      [](const ScreenInfo& info) { return info.safeAreaTop > 0; });
+    // The first screen with a camera housing, else the first screen, else none. A desktop's
+    // bar is no camera housing: it does not draw the shelf away from the primary screen.
+    const auto notched = std::find_if(screens.begin(), screens.end(), [](const ScreenInfo& info) {
+        return info.safeAreaTop > 0 && !info.topBandIsBar;
+    });
     if (notched != screens.end()) {
         screen = *notched;
     } else {

@@ -9,9 +9,10 @@ ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor,
                        FloatingWindows& floating)
     : m_screens(screens)
     , m_compositor(compositor) {
+    // Before the window may be made: its colours with alpha are chosen then.
+    setAttribute(Qt::WA_TranslucentBackground);
     floating.setUp(*this);
     setWindowTitle(QStringLiteral("Verrabel"));
-    setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     // The panel is never the active window, and Qt shows tooltips only for the active one.
     setAttribute(Qt::WA_AlwaysShowToolTips);

@@ -132,7 +132,10 @@ TEST_F(Shelf, TheFirstNotchedScreenIsChosenAndThePanelFollowsIt) {
     EXPECT_EQ(shelf.screen, right);
     platform.screens.change({left, right});
     EXPECT_EQ(shelf.screen, left);
-    platform.screens.change({plain, plainScreen(QRectF(1920, 0, 1600, 1000))});
+    ScreenInfo barred = plainScreen(QRectF(1920, 0, 1600, 1000));
+    barred.safeAreaTop = 32; // a desktop's bar, which is no camera housing
+    barred.topBandIsBar = true;
+    platform.screens.change({plain, barred});
     EXPECT_EQ(shelf.screen, plain);
     // A new arrangement while expanded moves the panel at once.
     shelf.showShelf();

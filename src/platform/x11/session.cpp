@@ -2,9 +2,17 @@
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
+
 namespace verrabel {
 
-Session prepareSession() {
+Session prepareSession(const QByteArrayList& arguments) {
+    // A platform named on the command line is the user's choice.
+    if (std::any_of(arguments.begin(), arguments.end(), [](const QByteArray& argument) {
+            return argument == "-platform" || argument == "--platform";
+        })) {
+        return {};
+    }
     // Qt would take the Wayland platform for XDG_SESSION_TYPE=wayland, also where
     // WAYLAND_DISPLAY is missing; only a platform other than these is someone's choice.
     const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
 
 #include <optional>
@@ -19,6 +20,7 @@ struct Session {
 
 /// Verrabel runs on X11, in a Wayland session through Xwayland: Qt's Wayland platform could
 /// neither place a window nor read the pointer.
-[[nodiscard]] Session prepareSession();
+/// `arguments` are the command line's, which may name a platform of the user's own.
+[[nodiscard]] Session prepareSession(const QByteArrayList& arguments);
 
 } // namespace verrabel

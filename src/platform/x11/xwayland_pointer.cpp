@@ -50,9 +50,35 @@ xcb_visualid_t argbVisual(const xcb_screen_t* screen) {
     return XCB_NONE;
 }
 
-double pixelRatio() {
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    return primary != nullptr ? primary->devicePixelRatio() : 1.0;
+// Qt's global coordinates keep each screen's top-left corner where the X server has it and
+// scale what lies beyond it by the screen's pixel ratio.
+QPoint toPixel(const QPoint& point, const QScreen& screen) {
+    const QPoint origin = screen.geometry().topLeft();
+    return origin + (QPointF(point - origin) * screen.devicePixelRatio()).toPoint();
+}
+
+QRect toPixels(const QRect& geometry) {
+    const QScreen* screen = QGuiApplication::screenAt(geometry.center());
+    if (screen == nullptr) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    if (screen == nullptr) {
+        return geometry;
+    }
+    return {toPixel(geometry.topLeft(), *screen),
+            toPixel(geometry.topLeft() + QPoint(geometry.width(), geometry.height()), *screen) -
+                QPoint(1, 1)};
+}
+
+QPointF fromPixel(const QPoint& pixel) {
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        const QRect geometry = screen->geometry();
+        const double ratio = screen->devicePixelRatio();
+        if (QRect(geometry.topLeft(), geometry.size() * ratio).contains(pixel)) {
+            return QPointF(geometry.topLeft()) + QPointF(pixel - geometry.topLeft()) / ratio;
+        }
+    }
+    return pixel;
 }
 
 /// A tooltip is a window of its own, and the pointer over it would be over no window of the
@@ -190,27 +216,22 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     if (m_window == XCB_NONE || zones.isEmpty()) {
         return;
     }
-    const double ratio = pixelRatio();
-    const auto pixels = [ratio](const QRect& geometry) {
-        return QRect(QPoint(qRound(geometry.x() * ratio), qRound(geometry.y() * ratio)),
-                     QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio)));
-    };
     // Exactly the zones, which take the pointer from the windows below, with the ring to see it
     // leave the open shelf where that needs one; never in a bar the desktop keeps for itself.
     QRegion region;
     for (const QRectF& zone : zones) {
         const QRect geometry = m_screens.toWindowGeometry(zone);
-        region |= pixels(geometry);
+        region |= toPixels(geometry);
         const QScreen* screen = QGuiApplication::screenAt(geometry.center());
         if (panel.isVisible() && m_seenLeaving > 0 && screen != nullptr) {
-            region |= pixels(geometry).adjusted(-m_seenLeaving, -m_seenLeaving, m_seenLeaving,
-                                                m_seenLeaving) &
-                      pixels(screen->availableGeometry());
+            region |= toPixels(geometry).adjusted(-m_seenLeaving, -m_seenLeaving, m_seenLeaving,
+                                                  m_seenLeaving) &
+                      toPixels(screen->availableGeometry());
         }
     }
     // Where the panel is shown, it alone takes the pointer, however the compositor stacks the two.
     if (panel.isVisible()) {
-        region -= pixels(panel.geometry());
+        region -= toPixels(panel.geometry());
     }
     const QRect bounds = region.boundingRect();
     const std::array<std::uint32_t, 4> geometry{
@@ -371,7 +392,7 @@ void XwaylandPointer::arrived() {
 }
 
 QPointF XwaylandPointer::pointOf(const QPoint& pixel) const {
-    return pointOfPixel(QPointF(pixel) / pixelRatio());
+    return pointOfPixel(fromPixel(pixel));
 }
 
 } // namespace verrabel

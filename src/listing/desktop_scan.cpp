@@ -69,14 +69,14 @@ DesktopEntry entryFor(int folder, const char* name) {
 /// Desktop are never all held at once.
 QString listingSignature(const QByteArray& folder, const std::vector<DesktopEntry>& entries) {
     QCryptographicHash digest(QCryptographicHash::Sha1);
-    const QString prefix = QFile::decodeName(folder) + QLatin1Char('/');
+    const QByteArray prefix = folder + '/';
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (i > 0) {
             digest.addData("\n");
         }
-        digest.addData(
-            signatureLine(prefix + entries[i].name(), entries[i].modified, entries[i].size)
-                .toUtf8());
+        // The path's own bytes: names that are not UTF-8 may read alike once decoded.
+        digest.addData(prefix + entries[i].fileName);
+        digest.addData(signatureLine(QString(), entries[i].modified, entries[i].size).toUtf8());
     }
     return QString::fromLatin1(digest.result().toHex());
 }

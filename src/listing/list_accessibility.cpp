@@ -20,6 +20,9 @@ public:
         : m_list(list)
         , m_index(index) {}
 
+    [[nodiscard]] const FileListView* list() const { return m_list.data(); }
+    [[nodiscard]] std::size_t index() const { return m_index; }
+
     [[nodiscard]] bool isValid() const override {
         return m_list != nullptr && m_list->listing() != nullptr && m_index < m_list->itemCount();
     }
@@ -104,15 +107,26 @@ public:
         return item;
     }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface* child) const override {
-        if (!hasItems()) {
+        if (!hasItems() || child == nullptr) {
             return QAccessibleWidget::indexOfChild(child);
         }
-        for (const auto& [index, id] : m_items) {
-            if (QAccessible::accessibleInterface(id) == child) {
-                return index;
-            }
+        if (const auto* item = dynamic_cast<const ItemInterface*>(child)) {
+            return item->list() == view() ? static_cast<int>(item->index()) : -1;
         }
-        return -1;
+        // A row's own interface stands for its item.
+        const auto* row = qobject_cast<const QWidget*>(child->object());
+        return row != nullptr && row->parentWidget() == view() ? row->y() / FileListView::kRowPitch
+                                                               : -1;
+    }
+    /// The item under a point, found by its place: asking each of them would make them all.
+    [[nodiscard]] QAccessibleInterface* childAt(int x, int y) const override {
+        if (!hasItems()) {
+            return QAccessibleWidget::childAt(x, y);
+        }
+        const QPoint point = view()->mapFromGlobal(QPoint(x, y));
+        const int index = point.y() >= 0 ? point.y() / FileListView::kRowPitch : -1;
+        const QWidget* row = index >= 0 ? view()->rowAt(static_cast<std::size_t>(index)) : nullptr;
+        return row != nullptr && row->geometry().contains(point) ? child(index) : nullptr;
     }
 
 private:

@@ -97,7 +97,10 @@ TEST_F(DesktopFolder, OddItemsAreListedWithoutBeingOpened) {
     ASSERT_EQ(mknod(native("socket"), S_IFSOCK | 0644, 0), 0);
     const DesktopListing scanned = listing();
     const auto& entries = scanned.entries;
-    unlink(native("") + "/caf\xe9.txt"); // QTemporaryDir cannot name it
+    // Another name that is not UTF-8 either reads the same once decoded, but is another file.
+    ASSERT_EQ(rename(native("") + "/caf\xe9.txt", native("") + "/caf\xe8.txt"), 0);
+    EXPECT_NE(listing().signature, scanned.signature);
+    unlink(native("") + "/caf\xe8.txt"); // QTemporaryDir cannot name it
     EXPECT_EQ(entries.size(), 7U);
     EXPECT_EQ(std::count_if(entries.begin(), entries.end(), std::mem_fn(&DesktopEntry::isSpecial)),
               2);
@@ -197,6 +200,8 @@ TEST_F(Listing, RowsStack54PointsApartAndExistOnlyNearTheVisibleBand) {
     EXPECT_EQ(items->child(99)->text(QAccessible::Name), "item 099");
     EXPECT_EQ(items->child(0)->text(QAccessible::Description), "1 bytes"); // Qt's words
     EXPECT_EQ(items->indexOfChild(items->child(99)), 99);
+    const QPoint onRow40 = list()->rowAt(40)->mapToGlobal(QPoint(5, 5));
+    EXPECT_EQ(items->childAt(onRow40.x(), onRow40.y()), items->child(40));
 }
 
 TEST_F(Listing, OneScanAtATimeAndAnUnchangedListingKeepsItsRows) {
@@ -235,11 +240,12 @@ TEST_F(Listing, OneScanAtATimeAndAnUnchangedListingKeepsItsRows) {
     // A rebuild keeps the scroll offset, within what the new list allows.
     fill(100);
     rescan();
-    scrollBar()->setValue(120);
+    scrollBar()->setValue(2000);
     files.write("Desktop/zzz");
     rescan();
-    EXPECT_EQ(scrollBar()->value(), 120);
-    removeAllBut(6); // 324 high, so at most 324 - 230 = 94
+    EXPECT_EQ(scrollBar()->value(), 2000);
+    EXPECT_NE(list()->rowAt(37), nullptr); // with rows where it is scrolled to
+    removeAllBut(6);                       // 324 high, so at most 324 - 230 = 94
     rescan();
     EXPECT_EQ(scrollBar()->value(), 94);
 }

@@ -164,11 +164,7 @@ void XdsExchange::answerArrived(std::uint32_t property) {
         finish(SourceAnswer::None);
         return;
     }
-    const XcbReply<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(
-            m_x, xcb_get_property(m_x, 1, m_window, m_property, XCB_GET_PROPERTY_TYPE_ANY, 0, 1),
-            nullptr),
-        &std::free);
+    const XcbReply<xcb_get_property_reply_t> reply = readProperty(true, 0, 1);
     const char answer = reply && xcb_get_property_value_length(reply.get()) > 0
                             ? *static_cast<const char*>(xcb_get_property_value(reply.get()))
                             : '\0';
@@ -202,11 +198,7 @@ void XdsExchange::dataArrived(std::uint32_t property) {
         finish(SourceAnswer::Refused);
         return;
     }
-    const XcbReply<xcb_get_property_reply_t> type(
-        xcb_get_property_reply(
-            m_x, xcb_get_property(m_x, 0, m_window, m_property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0),
-            nullptr),
-        &std::free);
+    const XcbReply<xcb_get_property_reply_t> type = readProperty(false, 0, 0);
     if (type && type->type == m_incremental) {
         // Deleting the announcement asks for the first piece.
         m_stage = Stage::Streaming;
@@ -229,12 +221,7 @@ void XdsExchange::chunkArrived() {
 std::int64_t XdsExchange::appendProperty() {
     std::int64_t total = 0;
     for (std::uint32_t offset = 0;; offset += kPiece) {
-        const XcbReply<xcb_get_property_reply_t> piece(
-            xcb_get_property_reply(m_x,
-                                   xcb_get_property(m_x, 0, m_window, m_property,
-                                                    XCB_GET_PROPERTY_TYPE_ANY, offset, kPiece),
-                                   nullptr),
-            &std::free);
+        const XcbReply<xcb_get_property_reply_t> piece = readProperty(false, offset, kPiece);
         if (!piece) {
             return -1;
         }
@@ -252,6 +239,15 @@ std::int64_t XdsExchange::appendProperty() {
     xcb_delete_property(m_x, m_window, m_property);
     xcb_flush(m_x);
     return total;
+}
+
+XcbReply<xcb_get_property_reply_t> XdsExchange::readProperty(bool remove, std::uint32_t offset,
+                                                             std::uint32_t length) const {
+    return xcbReply(
+        xcb_get_property_reply(m_x,
+                               xcb_get_property(m_x, remove ? 1 : 0, m_window, m_property,
+                                                XCB_GET_PROPERTY_TYPE_ANY, offset, length),
+                               nullptr));
 }
 
 void XdsExchange::finish(SourceAnswer answer) {

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "platform/linux/delivery_watch.h"
+#include "xcb_calls.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <cstdint>
 #include <memory>
-
-struct xcb_connection_t;
 
 namespace verrabel {
 
@@ -46,6 +45,10 @@ private:
     void chunkArrived();
     /// Appends the property's value to `ownFile` and deletes it; the bytes it held.
     std::int64_t appendProperty();
+    /// Our property's value from `offset` on, `length` 32-bit units of it; deleted when
+    /// `remove` and all of it is read.
+    [[nodiscard]] XcbReply<xcb_get_property_reply_t> readProperty(bool remove, std::uint32_t offset,
+                                                                  std::uint32_t length) const;
     void finish(SourceAnswer answer);
 
     xcb_connection_t* m_x = nullptr;

@@ -494,7 +494,10 @@ private:
         if (!m_workers.pids.empty()) {
             // Given up, but the folder stays for whatever still works in it.
             if (unchanged >= seconds(m_times.workingLimit)) {
-                return Delivery{{}, unfinished(m_times.workingLimit), true, true};
+                return Delivery{.items = {},
+                                .error = unfinished(m_times.workingLimit),
+                                .complete = true,
+                                .folderInUse = true};
             }
             return std::nullopt;
         }

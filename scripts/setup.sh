@@ -14,7 +14,15 @@ declare -A groups=(
   [package]="dpkg-dev file"
   [fuzz]="clang libclang-rt-14-dev"
   [screenshots]="qt6-gtk-platformtheme xcompmgr"
+  [debian13]="debootstrap util-linux"
 )
+
+# Names that differ between releases. From Debian 13 on, Qt's SVG image plugin is a package of
+# its own that nothing pulls in without recommends: without it the tray icon is empty.
+. /etc/os-release
+if [[ ${VERSION_ID:-} != 12 ]]; then
+  groups[build]+=" qt6-svg-plugins"
+fi
 
 wanted=()
 for group in "$@"; do

@@ -198,9 +198,11 @@ struct FakeSettings final : Settings {
 };
 
 struct FakeStatusItem final : StatusItem {
+    QIcon image;
     QString description;
     std::unique_ptr<QMenu> ownMenu;
-    void setImage(const QIcon& /*icon*/, const QString& accessibilityDescription) override {
+    void setImage(const QIcon& icon, const QString& accessibilityDescription) override {
+        image = icon;
         description = accessibilityDescription;
     }
     void setMenu(std::unique_ptr<QMenu> newMenu) override { ownMenu = std::move(newMenu); }

@@ -2,9 +2,10 @@
 // shelf only that) until the shelf's window is mapped, as the X server
 // sees it: the tool moves the pointer itself (with XTEST; by warping the outer server's pointer
 // in a nested Wayland session) and waits for the MapNotify, so no process start-up or polling
-// interval blurs the figure. The pointer rests before each trial
-// long enough for the hover timer to nap, so the wake-up path is what is measured.
-// Usage: map_latency [trials]   (DISPLAY must name the server Verrabel runs on; in a nested
+// interval blurs the figure. Before each trial the pointer rests REST milliseconds after its last
+// move: 800 (the default) is long enough for the hover timer to nap, so the wake-up path is
+// measured; 400 measures the timer still ticking, the path of a pointer on the move.
+// Usage: map_latency [trials] [rest]   (DISPLAY must name the server Verrabel runs on; in a nested
 // Wayland session POINTER_DISPLAY names the outer X server whose pointer the compositor follows)
 
 #include <xcb/xcb.h>
@@ -102,6 +103,7 @@ std::optional<Clock::time_point> waitFor(const Display& display, uint8_t type,
 
 int main(int argc, char* argv[]) {
     const int trials = argc > 1 ? std::atoi(argv[1]) : 50;
+    const std::chrono::milliseconds rest(argc > 2 ? std::atoi(argv[2]) : 800);
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection) != 0) {
         std::fprintf(stderr, "map_latency: cannot open the display\n");
@@ -143,12 +145,13 @@ int main(int argc, char* argv[]) {
     xcb_change_window_attributes(connection, *shelf, XCB_CW_EVENT_MASK, &mask);
     xcb_flush(connection);
     movePointer(display, farX, farY);
+    auto lastMove = Clock::now();
     waitFor(display, XCB_UNMAP_NOTIFY, std::chrono::milliseconds(2000));
 
     std::vector<double> opens;
     std::vector<double> closes;
     for (int trial = 0; trial < trials; ++trial) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(800)); // long enough to nap
+        std::this_thread::sleep_until(lastMove + rest);
         const auto moved = Clock::now();
         movePointer(display, centre, 0);
         const auto mapped = waitFor(display, XCB_MAP_NOTIFY, std::chrono::milliseconds(6000));
@@ -161,6 +164,7 @@ int main(int argc, char* argv[]) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         const auto left = Clock::now();
         movePointer(display, farX, farY);
+        lastMove = left;
         const auto unmapped = waitFor(display, XCB_UNMAP_NOTIFY, std::chrono::milliseconds(2000));
         if (!unmapped) {
             std::fprintf(stderr, "map_latency: trial %d never unmapped\n", trial);
@@ -177,6 +181,7 @@ int main(int argc, char* argv[]) {
         std::printf("%s over %zu trials: median %.1f ms, p95 %.1f ms, max %.1f ms\n", what,
                     values.size(), at(0.5), at(0.95), values.back());
     };
+    std::printf("after a rest of %lld ms:\n", static_cast<long long>(rest.count()));
     report("pointer to top centre -> shelf mapped", opens);
     report("pointer away -> shelf unmapped", closes);
     if (pointer != connection) {

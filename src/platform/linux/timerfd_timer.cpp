@@ -35,7 +35,7 @@ TimerFdTimer::TimerFdTimer(std::chrono::nanoseconds interval, std::function<void
     , m_fd(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)) {}
 
 TimerFdTimer::~TimerFdTimer() {
-    if (m_napping) {
+    if (m_awaiting) {
         m_motion->cancel();
     }
     m_notifier.reset();
@@ -63,24 +63,28 @@ void TimerFdTimer::idleAt(const std::optional<QPointF>& pointer) {
         m_restingSteps = 0;
         return;
     }
-    if (++m_restingSteps < kRestingStepsBeforeNap) {
-        return;
+    // Resting: its next move gets a step at once, not at the next tick, and once it has rested
+    // for a while the timer stops until then.
+    if (!m_awaiting) {
+        m_awaiting = m_motion->awaitMotion([this] { moved(); });
     }
-    if (m_motion->awaitMotion([this] { wake(); })) {
+    if (m_awaiting && ++m_restingSteps >= kRestingStepsBeforeNap) {
         arm({}, {});
         m_napping = true;
     }
 }
 
 void TimerFdTimer::resume() {
-    if (m_napping) {
+    if (m_awaiting) {
         m_motion->cancel();
-        wake();
+        moved();
     }
 }
 
-void TimerFdTimer::wake() {
-    // The next step runs from the event loop, not from inside whoever woke the timer.
+void TimerFdTimer::moved() {
+    // The next step runs from the event loop, not from inside whoever told of the move, and
+    // the interval goes on from there.
+    m_awaiting = false;
     m_napping = false;
     m_restingSteps = 0;
     arm(kAtOnce, m_interval);

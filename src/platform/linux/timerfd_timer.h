@@ -13,8 +13,10 @@ class MotionWatch;
 /// A repeating timer with nanosecond intervals: a timerfd watched by the event loop, so it
 /// fires in nested loops too (menus, drags, modal alerts). QTimer only has whole milliseconds.
 ///
-/// Idle steps with a resting pointer let it nap until the motion watch reports a move: on a
-/// virtual machine a bare 60 Hz wake-up alone costs more than the shelf may spend idling.
+/// Idle steps with a resting pointer have the motion watch report its next move, which gets a
+/// step at once instead of at the next tick; after half a second of rest the timer naps until
+/// then: on a virtual machine a bare 60 Hz wake-up alone costs more than the shelf may spend
+/// idling.
 class TimerFdTimer final : public RepeatingTimer {
 public:
     /// Without a motion watch the timer never naps.
@@ -33,7 +35,7 @@ public:
 
 private:
     void arm(std::chrono::nanoseconds first, std::chrono::nanoseconds interval);
-    void wake();
+    void moved();
     void fire();
 
     std::chrono::nanoseconds m_interval;
@@ -43,6 +45,8 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::optional<QPointF> m_restingAt;
     int m_restingSteps = 0;
+    /// The motion watch will report the next move.
+    bool m_awaiting = false;
     bool m_napping = false;
 };
 

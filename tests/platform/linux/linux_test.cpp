@@ -2,6 +2,7 @@
 #include "platform/linux/inotify_watchers.h"
 #include "platform/linux/thread_queue.h"
 #include "platform/linux/timerfd_timer.h"
+#include "platform/motion_watch.h"
 #include "support/files.h"
 
 #include <QEventLoop>
@@ -59,6 +60,39 @@ TEST(TimerFdTimer, HoldsTheExactIntervalAndFiresInsideNestedEventLoops) {
     QTimer::singleShot(200, &nested, &QEventLoop::quit);
     nested.exec();
     EXPECT_GT(fired, 0);
+}
+
+TEST(TimerFdTimer, ARestingPointerThatMovesGetsAStepAtOnceAndALongRestANap) {
+    struct Motion final : MotionWatch {
+        std::function<void()> onMotion;
+        bool awaitMotion(std::function<void()> then) override {
+            onMotion = std::move(then);
+            return true;
+        }
+        void cancel() override { onMotion = nullptr; }
+    } motion;
+    int fired = 0;
+    // An interval far longer than the test: every step it sees comes from a move.
+    TimerFdTimer timer(
+        std::chrono::seconds(100), [&fired] { ++fired; }, &motion);
+    timer.schedule();
+    const QPointF resting(5, 5);
+    timer.idleAt(resting);
+    EXPECT_FALSE(motion.onMotion); // one step there is no rest yet
+    timer.idleAt(resting);
+    ASSERT_TRUE(motion.onMotion);
+    std::exchange(motion.onMotion, nullptr)();
+    EXPECT_TRUE(QTest::qWaitFor([&fired] { return fired == 1; }, 5000));
+    EXPECT_EQ(timer.armedInterval(), std::chrono::seconds(100)); // and on from there
+
+    for (int step = 0; step < 40; ++step) {
+        timer.idleAt(resting);
+    }
+    EXPECT_TRUE(timer.isNapping());
+    EXPECT_EQ(timer.armedInterval().count(), 0);
+    timer.resume();
+    EXPECT_FALSE(motion.onMotion || timer.isNapping());
+    EXPECT_TRUE(QTest::qWaitFor([&fired] { return fired == 2; }, 5000));
 }
 
 TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {

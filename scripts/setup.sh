@@ -9,7 +9,7 @@ declare -A groups=(
   [desktop]="xvfb xauth openbox dbus-x11 dbus-bin xdotool x11-utils imagemagick fonts-wqy-microhei
              adwaita-icon-theme qt6-translations-l10n xdg-utils"
   [e2e]="pcmanfm thunar engrampa zip bzip2 trayer x11-xserver-utils at-spi2-core python3-pyatspi
-         gir1.2-atspi-2.0 python3-gi python3-xlib mutter gnome-shell kwin-wayland nautilus
+         gir1.2-atspi-2.0 gir1.2-gtk-3.0 python3-gi python3-xlib mutter gnome-shell kwin-wayland nautilus
          xwayland sway waybar"
   [package]="dpkg-dev file"
   [fuzz]="clang libclang-rt-14-dev"

@@ -52,6 +52,9 @@ public:
     /// panel that hangs in them. Where the display shows the pointer only over windows, a window
     /// of ours is kept there, just below the panel.
     virtual void watch(const QList<QRectF>& zones, const QWidget& panel) = 0;
+    /// Whether the pointer is seen only where a window of ours takes its clicks from the
+    /// windows below (an X client in a Wayland session): then the less watched, the better.
+    [[nodiscard]] virtual bool seenOnlyWhereTaken() const = 0;
 };
 
 /// Sets windows of ours up to float above the desktop's own: above other windows on every

@@ -13,6 +13,8 @@ namespace {
 constexpr double kCollapseDelay = 0.15;
 constexpr double kShowShelfMinimum = 2.0;
 constexpr double kRescanInterval = 2.0;
+// A hand takes this long at most to cross a desktop's bar from the top edge down into the shelf.
+constexpr double kWayInAllowance = 0.5;
 
 } // namespace
 
@@ -25,12 +27,25 @@ void ShelfController::tick() {
     const auto at = [&pointer](const QRectF& area) {
         return pointer && notch::contains(area, *pointer);
     };
+    const bool edgeOnly = watchesTopEdgeOnly();
+    const Date now = m_platform.clock.now();
+    // Where only the top edge opens the shelf, the way down from it into the shelf crosses a
+    // band that is not the shelf's (a desktop's bar, where the pointer may not be seen at all):
+    // for a moment after the edge, the pointer there is not away.
+    const bool onWayIn = edgeSeenAt && now - *edgeSeenAt <= kWayInAllowance &&
+                         (!pointer || at(notch::wayIn(*screen, edgeOnly, panel->frame())));
+    if (!onWayIn) {
+        edgeSeenAt.reset();
+    }
 
-    if (at(notch::hotZone(*screen))) {
+    if (at(notch::hotZone(*screen, edgeOnly))) {
         outsideSince.reset();
+        if (edgeOnly) {
+            edgeSeenAt = now;
+        }
         expandIfCollapsed();
-    } else if (expanded && !at(notch::keepOpenArea(*screen, panel->frame())) && !exporting &&
-               !receiving && busy == 0) {
+    } else if (expanded && !at(notch::keepOpenArea(*screen, panel->frame())) && !onWayIn &&
+               !exporting && !receiving && busy == 0) {
         if (!outsideSince) {
             outsideSince = m_platform.clock.now();
         }
@@ -51,6 +66,10 @@ void ShelfController::tick() {
     if (!expanded) {
         timer->idleAt(pointer);
     }
+}
+
+bool ShelfController::watchesTopEdgeOnly() const {
+    return screen && (screen->topBandIsBar || m_platform.pointer.seenOnlyWhereTaken());
 }
 
 void ShelfController::expand() {

@@ -43,9 +43,9 @@ double hotZoneWidth(const ScreenInfo& screen) {
     return gap ? std::max(*gap, kLeastNotchGap) + kHotZoneWidening : kHotZoneWidthWithoutAreas;
 }
 
-QRectF hotZone(const ScreenInfo& screen) {
+QRectF hotZone(const ScreenInfo& screen, bool edgeOnly) {
     const double width = hotZoneWidth(screen);
-    if (screen.topBandIsBar) {
+    if (edgeOnly) {
         return {midX(screen.frame) - width / 2, maxY(screen.frame) - kTopEdgeStrip, width,
                 kTopEdgeStrip};
     }
@@ -65,6 +65,15 @@ QRectF keepOpenArea(const ScreenInfo& screen, const QRectF& panelFrame) {
         area.setHeight(std::min(maxY(area), notchBottom(screen)) - minY(area));
     }
     return area;
+}
+
+QRectF wayIn(const ScreenInfo& screen, bool edgeOnly, const QRectF& panelFrame) {
+    if (!edgeOnly) {
+        return {};
+    }
+    const QRectF strip = hotZone(screen, true);
+    const double bottom = maxY(keepOpenArea(screen, panelFrame));
+    return {minX(strip), bottom, strip.width(), std::max(0.0, minY(strip) - bottom)};
 }
 
 bool contains(const QRectF& rect, const QPointF& point) {

@@ -17,8 +17,9 @@ inline constexpr double kPanelWidth = 420;
 inline constexpr double kPanelHeight = 350;
 inline constexpr double kCornerRadius = 22;
 inline constexpr double kKeepOpenMargin = 12;
-/// Where a desktop's bar holds the notch, the strip along the top edge that still opens the
-/// shelf: the pointer pushed against the edge, as the bar's own controls are seldom used.
+/// Where the zone would take what is not the shelf's (a desktop's bar and its controls, or
+/// under Wayland the clicks of the windows below it), the strip along the top edge that still
+/// opens the shelf: the pointer pushed against the edge.
 inline constexpr double kTopEdgeStrip = 2;
 
 [[nodiscard]] double notchHeight(const ScreenInfo& screen);
@@ -27,9 +28,12 @@ inline constexpr double kTopEdgeStrip = 2;
 /// The camera housing's width; only where the screen reports the areas on both sides of it.
 [[nodiscard]] std::optional<double> notchGap(const ScreenInfo& screen);
 [[nodiscard]] double hotZoneWidth(const ScreenInfo& screen);
-/// From 12 points below the notch up to the screen's top edge, centred on the screen; in a
-/// desktop's bar only the strip along the top edge.
-[[nodiscard]] QRectF hotZone(const ScreenInfo& screen);
+/// From 12 points below the notch up to the screen's top edge, centred on the screen; with
+/// `edgeOnly` only the strip along the top edge.
+[[nodiscard]] QRectF hotZone(const ScreenInfo& screen, bool edgeOnly);
+/// Below the top-edge strip, the band the pointer crosses on its way down into the shelf: over
+/// a desktop's bar, or over other windows. Empty where the whole zone opens the shelf.
+[[nodiscard]] QRectF wayIn(const ScreenInfo& screen, bool edgeOnly, const QRectF& panelFrame);
 /// The panel hanging from the notch, centred on the screen.
 [[nodiscard]] QRectF expandedFrame(const ScreenInfo& screen);
 

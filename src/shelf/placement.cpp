@@ -33,7 +33,7 @@ void ShelfController::layout() {
     if (!screen) {
         return;
     }
-    const QRectF hotZone = notch::hotZone(*screen);
+    const QRectF hotZone = notch::hotZone(*screen, watchesTopEdgeOnly());
     if (!expanded) {
         panel->orderOut();
         m_platform.pointer.watch({hotZone}, *panel);

@@ -63,6 +63,9 @@ private:
     void layout();
     void tick();
     void expandIfCollapsed();
+    /// Only the strip along the top edge opens the shelf: the rest of the zone is a desktop's
+    /// bar, or cannot be watched without taking the clicks of the windows below.
+    [[nodiscard]] bool watchesTopEdgeOnly() const;
     void startWatcher();
     void completeRefresh(const std::shared_ptr<const ScanResult>& result);
     void render(const std::shared_ptr<const ScanResult>& result);
@@ -101,6 +104,9 @@ public:
     std::int64_t busy = 0;
     /// When the pointer was first seen outside the shelf, or a moment ahead that keeps it open.
     std::optional<Date> outsideSince;
+    /// When the pointer was last at the top edge, while it has been seen since only on its way
+    /// down into the shelf.
+    std::optional<Date> edgeSeenAt;
     std::unique_ptr<RepeatingTimer> timer;
     std::unique_ptr<ActivityToken> hoverActivity;
     /// A Desktop scan is queued or running.

@@ -18,7 +18,7 @@ sleep 1
 expect_hover
 
 pointer mousemove 100 990
-outer drag_via 667 420 800 3 800 200
+outer drag_via 667 420 800 0 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
 
 mkdir -p "$HOME/Target"
@@ -27,3 +27,5 @@ place_window '^Target$' 850 500 700 450
 bring_shelf_down
 outer drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800
 expect "a row dragged into an X11 file manager is copied" eventually 5 test -e "$HOME/Target/native.txt"
+
+expect_click_below_the_edge

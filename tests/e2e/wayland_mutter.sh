@@ -20,7 +20,7 @@ expect_hover 300 300
 
 # The drop lands only if the shelf came down under the drag at the top centre.
 pointer mousemove 100 990
-outer drag_via 317 180 800 5 800 200
+outer drag_via 317 180 800 0 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
 sleep 1
 expect "the shelf stays under the pointer that dropped" shelf_mapped

@@ -24,7 +24,7 @@ outer xdotool mousemove 300 700
 expect "onto a native window, it goes" eventually 1 shelf_hidden
 
 # The drop lands only if the shelf came down under the drag at the top centre.
-outer drag_via 336 560 800 5 800 200
+outer drag_via 336 560 800 0 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has from-native.txt
 
 # The tray: a StatusNotifierItem in waybar, with the menu of the X11 one.
@@ -49,3 +49,5 @@ layout=$(session_bus --dest "${item%%/*}" --object-path "$menu" \
 for title in 展开桌面文件 "在 Finder 中打开桌面" "退出 Verrabel"; do
   expect "the menu offers $title" grep -q "'label': <'$title'>" <<<"$layout"
 done
+
+expect_click_below_the_edge

@@ -22,7 +22,7 @@ TEST(NotchGeometry, HotZoneAndPanelHangFromTheNotch) {
     // The notched screen's zone and panel are checked through the shelf's hover steps.
     const ScreenInfo notched = notchedScreen();
     ScreenInfo inset = plainScreen(QRectF(0, 0, 1600, 1000));
-    EXPECT_EQ(notch::hotZone(inset), QRectF(675, 963, 250, 37));
+    EXPECT_EQ(notch::hotZone(inset, false), QRectF(675, 963, 250, 37));
     inset.safeAreaTop = 20;
     EXPECT_EQ(notch::notchHeight(inset), 25);
     ScreenInfo odd = notched;
@@ -32,7 +32,7 @@ TEST(NotchGeometry, HotZoneAndPanelHangFromTheNotch) {
     EXPECT_EQ(notch::hotZoneWidth(odd), 250);
 
     // Minimum edges inside, maximum edges out; the zone reaches 12 points into the panel.
-    const QRectF zone = notch::hotZone(notched);
+    const QRectF zone = notch::hotZone(notched, false);
     EXPECT_TRUE(notch::contains(zone, {665, 948}) && notch::contains(zone, {934.999, 999.999}));
     EXPECT_FALSE(notch::contains(zone, {935, 960}) || notch::contains(zone, {800, 1000}));
 }
@@ -192,17 +192,54 @@ TEST_F(Shelf, UnderADesktopBarOnlyTheTopEdgeOpensAndTheBarStaysTheBars) {
     bar.topBandIsBar = true;
     platform.screens.change({bar});
     const QPointF clock(800, 984);
+    const QPointF edge(800, 999.5); // pushed against the top edge
     step(clock);
     EXPECT_FALSE(shelf.expanded);
-    step(QPointF(800, 999.5)); // pushed against the top edge
+    step(edge);
     EXPECT_EQ(shelf.panel->geometry(), QRect(590, 32, 420, 350));
     // Where the pointer matters: the strip along the edge, and the panel's margin below the bar.
     EXPECT_EQ(platform.pointer.zones,
               (QList{QRectF(675, 998, 250, 2), QRectF(578, 606, 444, 362)}));
-    step(kOnPanel);
+    // Down from the edge across the bar at a hand's pace, seen there or not: it stays.
+    for (const std::optional<QPointF> crossing : {std::optional(clock), std::optional<QPointF>()}) {
+        step(edge);
+        stay(QPointF(800, 990), 0.2);
+        step(crossing, 0.2);
+        step(crossing, 0.1);
+        EXPECT_TRUE(shelf.expanded);
+        step(kOnPanel);
+        EXPECT_FALSE(shelf.outsideSince);
+    }
+    // From the shelf to the clock, the bar is the bar's: it goes.
     step(clock);
     step(clock, 0.2);
     EXPECT_FALSE(shelf.expanded);
+    // And so it does when the pointer lingers on the way in (away after half a second), or
+    // leaves it to the side.
+    step(edge);
+    step(clock, 0.5);
+    step(clock, 0.1);
+    EXPECT_TRUE(shelf.expanded);
+    step(clock, 0.2);
+    EXPECT_FALSE(shelf.expanded);
+    step(edge);
+    step(QPointF(500, 990));
+    step(QPointF(500, 990), 0.2);
+    EXPECT_FALSE(shelf.expanded);
+}
+
+TEST_F(Shelf, WhereThePointerIsSeenOnlyByTakingItsClicksOnlyTheTopEdgeOpens) {
+    // An X client in a Wayland session without a bar at the top (KWin, sway).
+    platform.pointer.onlyWhereTaken = true;
+    platform.screens.change({plainScreen(QRectF(0, 0, 1600, 1000))});
+    step(QPointF(800, 980)); // 20 below the edge: the window there keeps its clicks
+    EXPECT_FALSE(shelf.expanded);
+    EXPECT_EQ(platform.pointer.zones, QList{QRectF(675, 998, 250, 2)});
+    step(QPointF(800, 999));
+    EXPECT_EQ(shelf.panel->geometry(), QRect(590, 25, 420, 350));
+    step(std::nullopt, 0.3); // unseen on the way down
+    step(kOnPanel);
+    EXPECT_TRUE(shelf.expanded);
 }
 
 TEST_F(Shelf, HoldsKeepItOpenAndOnlyExportingStopsRescans) {

@@ -54,8 +54,10 @@ struct FakeScreens final : Screens {
 struct FakePointer final : Pointer {
     std::optional<QPointF> point{QPointF(-1000, -1000)};
     QList<QRectF> zones;
+    bool onlyWhereTaken = false;
     [[nodiscard]] std::optional<QPointF> location() override { return point; }
     void watch(const QList<QRectF>& watched, const QWidget& /*panel*/) override { zones = watched; }
+    [[nodiscard]] bool seenOnlyWhereTaken() const override { return onlyWhereTaken; }
 };
 
 struct FakeCompositor final : Compositor {

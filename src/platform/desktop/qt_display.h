@@ -25,6 +25,7 @@ class QtPointer final : public Pointer {
 public:
     [[nodiscard]] std::optional<QPointF> location() override;
     void watch(const QList<QRectF>& /*zones*/, const QWidget& /*panel*/) override {}
+    [[nodiscard]] bool seenOnlyWhereTaken() const override { return false; }
 };
 
 /// The global y-up point at the centre of the pixel that Qt's global `position` names.

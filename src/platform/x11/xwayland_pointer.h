@@ -42,6 +42,7 @@ public:
 
     [[nodiscard]] std::optional<QPointF> location() override;
     void watch(const QList<QRectF>& zones, const QWidget& panel) override;
+    [[nodiscard]] bool seenOnlyWhereTaken() const override { return true; }
     bool awaitMotion(std::function<void()> onMotion) override;
     void cancel() override;
 

@@ -15,7 +15,7 @@ WERROR ?= OFF
 
 CONFIGURE = cmake -S . -B $(1) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVERRABEL_WERROR=$(WERROR)
 
-.PHONY: build test run sanitize fuzz bench format lint clean
+.PHONY: build test test-debian13 run sanitize fuzz bench format lint clean
 
 build:
 	@scripts/setup.sh build
@@ -25,6 +25,11 @@ build:
 test: build
 	@scripts/setup.sh desktop e2e package
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS)
+
+# The whole suite once more on Debian 13, in a root made here with debootstrap and kept in
+# /var/tmp for the next run (scripts/debian13.sh).
+test-debian13:
+	@WERROR=$(WERROR) JOBS=$(JOBS) scripts/debian13.sh
 
 run: build
 	@scripts/setup.sh desktop

@@ -56,10 +56,22 @@ wayland_xwayland() {
   return 1
 }
 
+# KWin 6 holds the X display itself and starts Xwayland when the first X client connects.
+wayland_xwayland_started() {
+  wayland_xwayland && return 0
+  local lock display
+  for lock in /tmp/.X*-lock; do
+    [[ $(tr -cd 0-9 <"$lock" 2>/dev/null) == "$WAYLAND_PID" ]] || continue
+    display=${lock#/tmp/.X}
+    DISPLAY=:${display%-lock} timeout 5 xdpyinfo >/dev/null 2>&1 || true
+  done
+  return 1
+}
+
 # Points DISPLAY and XAUTHORITY at the compositor's Xwayland once it answers.
 wayland_use_xwayland() {
   local pid display
-  eventually 15 wayland_xwayland >/dev/null || wayland_fail "no Xwayland" || return 1
+  eventually 15 wayland_xwayland_started >/dev/null || wayland_fail "no Xwayland" || return 1
   read -r pid display XAUTHORITY < <(wayland_xwayland)
   XSESSION_PIDS+=("$pid")
   export DISPLAY=$display XAUTHORITY XDG_SESSION_TYPE=wayland
@@ -76,6 +88,11 @@ wayland_mutter_like() {
   WAYLAND_COMPOSITOR=$1
   shift
   export WAYLAND_DISPLAY=wayland-e2e
+  # mutter 48 centres new windows (43 did not): the scenarios place them as 43 does. The session
+  # bus starts dconf with the throw-away home.
+  dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
+    XDG_RUNTIME_DIR
+  gsettings set org.gnome.mutter center-new-windows false
   env MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 "$@" --wayland-display "$WAYLAND_DISPLAY" \
     >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
   WAYLAND_PID=$! WAYLAND_LEADER=$!
@@ -186,6 +203,8 @@ wayland_launch() {
 }
 
 wayland_native() { wayland_exec GDK_BACKEND=wayland "$@"; }
+# An X11 program even where its toolkit would open natively (pcmanfm is GTK 3 from Debian 13 on).
+wayland_x11() { wayland_exec GDK_BACKEND=x11 "$@"; }
 
 # wayland_own PATH...: under sway the session's programs are not root: theirs to write.
 wayland_own() {

@@ -28,7 +28,7 @@ expect "the shelf stays under the pointer that dropped" shelf_mapped
 # Rows go to native applications, through mutter's bridge, and to X11 ones.
 outer drag "$FIRST_ROW_X" "$(first_row_y)" 300 300
 expect "a row dragged into native thunar is copied" eventually 5 test -e "$HOME/native/keep.txt"
-wayland_exec pcmanfm --new-win "$HOME/Target"
+wayland_x11 pcmanfm --new-win "$HOME/Target"
 place_window '^Target$' 850 500 700 450
 bring_shelf_down
 outer drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800

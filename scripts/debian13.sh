@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# The whole suite (unit, widget and every end-to-end scenario) on Debian 13, in a root made here
+# with debootstrap from the Debian mirror this machine's apt uses, and kept for the next run.
+# Everything is mounted inside a private mount namespace, so nothing stays mounted afterwards.
+# Usage: scripts/debian13.sh [ctest arguments...]
+#   VERRABEL_DEBIAN13_ROOT  where the root lives (default /var/tmp/verrabel-debian13)
+#   WERROR, JOBS            as for make
+set -euo pipefail
+source_dir=$(cd "$(dirname "$0")/.." && pwd)
+root=${VERRABEL_DEBIAN13_ROOT:-/var/tmp/verrabel-debian13}
+build=build-debian13
+
+if [[ $(id -u) -ne 0 ]]; then
+  command -v sudo >/dev/null || { echo "debian13: needs root or sudo" >&2; exit 1; }
+  exec sudo --preserve-env=VERRABEL_DEBIAN13_ROOT,VERRABEL_PACKAGE_TEST,CI,WERROR,JOBS "$0" "$@"
+fi
+
+# The first Debian archive among this machine's apt sources (deb822 or one-line), security
+# archives aside.
+debian_mirror() {
+  local file
+  for file in /etc/apt/sources.list.d/*.sources; do
+    [[ -f $file ]] || continue
+    awk 'BEGIN { RS = ""; FS = "\n" }
+         { uris = ""; suites = ""
+           for (i = 1; i <= NF; i++) {
+             if ($i ~ /^URIs:/) uris = $i
+             if ($i ~ /^Suites:/) suites = $i
+           }
+           if (uris != "" && suites !~ /security/) {
+             sub(/^URIs:[ \t]*/, "", uris); split(uris, u, /[ \t]+/); print u[1]; exit
+           } }' "$file"
+  done
+  cat /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null |
+    awk '$1 == "deb" && $0 !~ /security/ { for (i = 2; i <= NF; i++) if ($i ~ /^[a-z]+:\/\//) { print $i; exit } }'
+  return 0
+}
+
+if [[ ! -x $root/usr/bin/apt-get || ! -e $root/.verrabel-ready ]]; then
+  "$source_dir/scripts/setup.sh" debian13
+  mirror=$(debian_mirror | sed -n 1p)
+  [[ -n $mirror ]] || { echo "debian13: no Debian mirror in this machine's apt sources" >&2; exit 1; }
+  echo "debian13: making a Debian 13 root in $root from $mirror"
+  rm -rf "$root"
+  mkdir -p "$root"
+  debootstrap --variant=minbase trixie "$root" "$mirror" >"$root.log" 2>&1 ||
+    { tail -n 20 "$root.log" >&2; exit 1; }
+  touch "$root/.verrabel-ready"
+fi
+cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
+
+# Inside: the checkout at the same path (the scenarios' unprivileged sway user reads the
+# binary there), /tmp shared so that X display numbers stay apart from the host's, and a
+# writable /dev/shm for wlroots.
+inside=$(
+  cat <<EOF_INSIDE
+set -euo pipefail
+mount --bind /proc "$root/proc"
+mount --rbind /sys "$root/sys"
+mount --rbind /dev "$root/dev"
+mount -t tmpfs -o mode=1777 tmpfs "$root/dev/shm"
+mount --bind /tmp "$root/tmp"
+mkdir -p "$root$source_dir"
+mount --bind "$source_dir" "$root$source_dir"
+exec chroot "$root" /usr/bin/env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+  HOME=/root LANG=C.UTF-8 TERM=dumb CI="${CI:-}" VERRABEL_PACKAGE_TEST="${VERRABEL_PACKAGE_TEST:-}" \
+  /bin/bash "$source_dir/scripts/debian13_suite.sh" "$source_dir" "$build" "${WERROR:-ON}" "${JOBS:-2}" $(printf '%q ' "$@")
+EOF_INSIDE
+)
+unshare --mount --propagation private /bin/bash -c "$inside"

@@ -17,12 +17,29 @@ e2e_launch
 sleep 1
 expect_hover
 
+# The keyboard stays with the user's window: a drag that only crosses the shelf takes no focus,
+# and one dropped on it gives the focus back once the drop is taken.
+ours_active() {
+  local active
+  active=$(xprop -root _NET_ACTIVE_WINDOW | grep -o '0x[0-9a-f]*$') &&
+    xprop -id "$active" WM_CLASS 2>/dev/null | grep -q '"verrabel"'
+}
+pointer mousemove 100 990
+outer drag_start 667 420
+outer drag_steps 682 420 800 0
+outer drag_steps 800 0 800 200
+outer drag_steps 800 200 300 900
+outer drag_end 300 900
+sleep 0.5
+expect "a drag across the shelf leaves the focus where it was" eval '! ours_active'
+expect "and saves nothing" eval '! desktop_has native.txt'
 pointer mousemove 100 990
 outer drag_via 667 420 800 0 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
+expect "the focus goes back after the drop" eventually 2 eval '! ours_active'
 
 mkdir -p "$HOME/Target"
-wayland_exec pcmanfm --new-win "$HOME/Target"
+wayland_x11 pcmanfm --new-win "$HOME/Target"
 place_window '^Target$' 850 500 700 450
 bring_shelf_down
 outer drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800

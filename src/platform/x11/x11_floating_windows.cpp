@@ -7,6 +7,7 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <utility>
 
 namespace verrabel {
 
@@ -63,16 +64,40 @@ bool X11FloatingWindows::nativeEventFilter(const QByteArray& /*eventType*/, void
     if ((event->response_type & 0x7f) != XCB_CLIENT_MESSAGE) {
         return false;
     }
-    // KWin lets only the active window read a drag's data from a native window: when one enters
-    // a window of ours, that window takes the focus, which it never asks for otherwise.
     const auto* drag = static_cast<const xcb_client_message_event_t*>(message);
+    if (std::find(m_windows.begin(), m_windows.end(), drag->window) == m_windows.end()) {
+        return false;
+    }
+    // KWin lets only the active window read a native drag's data: a window of ours takes the
+    // focus while such a drag is over it, and gives it back to where it was when the drag
+    // leaves, or once its drop is handled.
     xcb_connection_t* connection = qtConnection();
-    if (std::find(m_windows.begin(), m_windows.end(), drag->window) != m_windows.end() &&
-        drag->type == internAtom(connection, "XdndEnter")) {
+    if (drag->type == internAtom(connection, "XdndEnter") && !m_focusBefore) {
+        m_focusBefore = xcb_get_input_focus(connection); // read when it is given back
         xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, drag->window, XCB_CURRENT_TIME);
         xcb_flush(connection);
+    } else if (drag->type == internAtom(connection, "XdndLeave")) {
+        giveFocusBack();
+    } else if (drag->type == internAtom(connection, "XdndDrop")) {
+        // Qt reads the data as it handles this message: afterwards.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [this] { giveFocusBack(); }, Qt::QueuedConnection);
     }
     return false;
+}
+
+void X11FloatingWindows::giveFocusBack() {
+    xcb_connection_t* connection = qtConnection();
+    if (!m_focusBefore || connection == nullptr) {
+        return;
+    }
+    const XcbReply<xcb_get_input_focus_reply_t> before(
+        xcb_get_input_focus_reply(connection, *std::exchange(m_focusBefore, std::nullopt), nullptr),
+        &std::free);
+    if (before && std::find(m_windows.begin(), m_windows.end(), before->focus) == m_windows.end()) {
+        xcb_set_input_focus(connection, before->revert_to, before->focus, XCB_CURRENT_TIME);
+        xcb_flush(connection);
+    }
 }
 
 } // namespace verrabel

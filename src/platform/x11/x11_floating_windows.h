@@ -4,7 +4,10 @@
 
 #include <QAbstractNativeEventFilter>
 
+#include <xcb/xcb.h>
+
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace verrabel {
@@ -12,7 +15,8 @@ namespace verrabel {
 /// Floating windows on X11. Bypassing the window manager (override-redirect) gives a window all
 /// it needs on X11 and on most Wayland compositors. KWin on Xwayland hands drags from native
 /// windows only to windows it manages, and their data only to the active one: there the window
-/// is a dock kept above the others, which takes the focus when such a drag enters it.
+/// is a dock kept above the others, which takes the focus while such a drag is over it and gives
+/// it back to where it was when the drag leaves or its drop is taken.
 class X11FloatingWindows final : public FloatingWindows, private QAbstractNativeEventFilter {
 public:
     /// Docks managed by the window manager, or windows that bypass it.
@@ -29,9 +33,12 @@ public:
 
 private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+    void giveFocusBack();
 
     bool m_managed;
     std::vector<std::uint32_t> m_windows;
+    /// Asked when a drag entered a window of ours and took the focus: where it was before.
+    std::optional<xcb_get_input_focus_cookie_t> m_focusBefore;
 };
 
 } // namespace verrabel

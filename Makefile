@@ -26,10 +26,10 @@ test: build
 	@scripts/setup.sh desktop e2e package
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS)
 
-# The whole suite once more on Debian 13, in a root made here with debootstrap and kept in
-# /var/tmp for the next run (scripts/debian13.sh).
+# The whole suite once more on Debian 13, built with warnings as errors, in a root made here
+# with debootstrap and kept in /var/tmp for the next run (scripts/debian13.sh).
 test-debian13:
-	@WERROR=$(WERROR) JOBS=$(JOBS) scripts/debian13.sh
+	@WERROR=ON JOBS=$(JOBS) scripts/debian13.sh
 
 run: build
 	@scripts/setup.sh desktop
@@ -79,4 +79,4 @@ lint: build
 	@git ls-files --cached --others --exclude-standard 'src/*.cpp' | xargs -r -P$(JOBS) -n4 clang-tidy -p $(BUILD_DIR) --quiet --warnings-as-errors='*'
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR) build-debian13

@@ -15,39 +15,53 @@ if [[ $(id -u) -ne 0 ]]; then
   exec sudo --preserve-env=VERRABEL_DEBIAN13_ROOT,VERRABEL_PACKAGE_TEST,CI,WERROR,JOBS "$0" "$@"
 fi
 
-# The first Debian archive among this machine's apt sources (deb822 or one-line), security
-# archives aside.
+# The Debian archive among this machine's apt sources (deb822 or one-line): a "deb" source over
+# http(s) for a Debian suite with "main", security archives aside.
 debian_mirror() {
   local file
   for file in /etc/apt/sources.list.d/*.sources; do
     [[ -f $file ]] || continue
     awk 'BEGIN { RS = ""; FS = "\n" }
-         { uris = ""; suites = ""
+         { uris = ""; suites = ""; types = ""; components = ""; enabled = "yes"
            for (i = 1; i <= NF; i++) {
              if ($i ~ /^URIs:/) uris = $i
              if ($i ~ /^Suites:/) suites = $i
+             if ($i ~ /^Types:/) types = $i
+             if ($i ~ /^Components:/) components = $i
+             if ($i ~ /^Enabled:[ \t]*no/) enabled = "no"
            }
-           if (uris != "" && suites !~ /security/) {
-             sub(/^URIs:[ \t]*/, "", uris); split(uris, u, /[ \t]+/); print u[1]; exit
-           } }' "$file"
+           sub(/^URIs:[ \t]*/, "", uris); split(uris, u, /[ \t]+/)
+           if (enabled == "yes" && types ~ /[ \t]deb([ \t]|$)/ && components ~ /[ \t]main([ \t]|$)/ &&
+               suites ~ /(bookworm|trixie|forky|stable|testing|sid)/ && suites !~ /security/ &&
+               u[1] ~ /^https?:\/\//) { print u[1]; exit } }' "$file"
   done
   cat /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null |
-    awk '$1 == "deb" && $0 !~ /security/ { for (i = 2; i <= NF; i++) if ($i ~ /^[a-z]+:\/\//) { print $i; exit } }'
+    awk '$1 == "deb" && $0 !~ /security/ && / main/ { for (i = 2; i <= NF; i++) if ($i ~ /^https?:\/\//) { print $i; exit } }'
   return 0
 }
 
-if [[ ! -x $root/usr/bin/apt-get || ! -e $root/.verrabel-ready ]]; then
+# The root is ours only with our mark in it: never remove anything else.
+if [[ ! -e $root/.verrabel-ready ]]; then
   "$source_dir/scripts/setup.sh" debian13
   mirror=$(debian_mirror | sed -n 1p)
   [[ -n $mirror ]] || { echo "debian13: no Debian mirror in this machine's apt sources" >&2; exit 1; }
+  if [[ -e $root ]]; then
+    [[ -e $root/.verrabel-root ]] ||
+      { echo "debian13: $root exists and is not a root of ours; not touching it" >&2; exit 1; }
+    rm -rf --one-file-system "$root"
+  fi
   echo "debian13: making a Debian 13 root in $root from $mirror"
-  rm -rf "$root"
   mkdir -p "$root"
-  debootstrap --variant=minbase trixie "$root" "$mirror" >"$root.log" 2>&1 ||
+  touch "$root/.verrabel-root"
+  # debootstrap mounts /proc and /sys in the root while it works: in a namespace of its own,
+  # they go with it, also when it is stopped half-way.
+  unshare --mount --propagation private \
+    debootstrap --variant=minbase trixie "$root" "$mirror" >"$root.log" 2>&1 ||
     { tail -n 20 "$root.log" >&2; exit 1; }
   touch "$root/.verrabel-ready"
 fi
-cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
+# A symbolic link there could point into the host.
+cp --remove-destination /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 
 # Inside: the checkout at the same path (the scenarios' unprivileged sway user reads the
 # binary there), /tmp shared so that X display numbers stay apart from the host's, and a
@@ -67,4 +81,8 @@ exec chroot "$root" /usr/bin/env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbi
   /bin/bash "$source_dir/scripts/debian13_suite.sh" "$source_dir" "$build" "${WERROR:-ON}" "${JOBS:-2}" $(printf '%q ' "$@")
 EOF_INSIDE
 )
-unshare --mount --propagation private /bin/bash -c "$inside"
+status=0
+unshare --mount --propagation private /bin/bash -c "$inside" || status=$?
+# What the build made in the checkout belongs to whoever asked for it through sudo.
+[[ -z ${SUDO_UID:-} ]] || chown -R "$SUDO_UID:${SUDO_GID:-$SUDO_UID}" "$source_dir/$build" 2>/dev/null || true
+exit "$status"

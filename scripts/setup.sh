@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages Verrabel needs, and nothing when they are all there.
-# Usage: scripts/setup.sh GROUP...   (groups: build, desktop, e2e, package, fuzz, screenshots)
+# Usage: scripts/setup.sh GROUP...   (groups: build, desktop, e2e, package, fuzz, screenshots,
+#                                     debian13)
 set -euo pipefail
 
 declare -A groups=(

@@ -46,9 +46,12 @@ public:
     /// is taken, the first free "name (n).ext" for n from 1 to 9999 (the name shortened, where
     /// needed, to fit the file system's 255 bytes). An item already directly in the folder is not
     /// copied; its own path comes back. The copy is made under a hidden temporary name and then
-    /// given its name by calls that fail instead of replacing, so a half-made copy never shows
-    /// under a real name and two writers never take one name. Folders are copied recursively,
-    /// symbolic links as links, with permissions and modification times; holes stay holes.
+    /// given its name: by a rename or a link that fails on a taken name or, where the file
+    /// system has neither, over an empty placeholder of our own that claimed the name first,
+    /// swapped with it or, failing that, renamed over it only while it is still ours and empty.
+    /// So a half-made copy never shows under a real name and two writers never take one name.
+    /// Folders are copied recursively, symbolic links as links, with permissions and modification
+    /// times; holes stay holes.
     [[nodiscard]] static CopyResult copy(const QUrl& source, const QString& folder,
                                          const PublishCalls& calls = {});
 

@@ -22,7 +22,7 @@ void ShelfController::tick() {
     if (!screen) {
         return;
     }
-    // A pointer the display cannot see is away from both areas.
+    // A pointer the display cannot see is in no area; it is away, but on the way in.
     const std::optional<QPointF> pointer = m_platform.pointer.location();
     const auto at = [&pointer](const QRectF& area) {
         return pointer && notch::contains(area, *pointer);

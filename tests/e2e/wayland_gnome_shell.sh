@@ -43,7 +43,7 @@ expect "pushed against the top edge, the pointer brings the shelf down under the
   eventually 1 shelf_at 590 32
 # Down across the bar at a hand's pace: a moment over the bar, where Verrabel cannot see it.
 pointer mousemove 800 16
-sleep 0.3
+sleep 0.25
 pointer mousemove 800 200
 sleep 0.5
 expect "it stays while the pointer moves down into it" shelf_mapped

@@ -17,8 +17,8 @@ e2e_launch
 sleep 1
 expect_hover
 
-# The keyboard stays with the user's window: a drag that only crosses the shelf takes no focus,
-# and one dropped on it gives the focus back once the drop is taken.
+# The keyboard stays with the user's window: the focus a native drag takes over the shelf goes
+# back when the drag leaves it, or once its drop is taken.
 ours_active() {
   local active
   active=$(xprop -root _NET_ACTIVE_WINDOW | grep -o '0x[0-9a-f]*$') &&

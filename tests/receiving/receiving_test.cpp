@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace verrabel {
 namespace {
@@ -173,15 +174,14 @@ int renameFailsOnPhoto(int from, const char* fromName, int to, const char* toNam
                : renameNotOver<ENOTEMPTY>(from, fromName, to, toName, f);
 }
 // One that can swap two names but not rename without replacing; as our copy is swapped in,
-// another program has just saved onto that name the atomic way.
+// another program has just saved onto that name the atomic way, once after `theirSaveDue`.
+bool theirSaveDue = false;
 int swapAfterTheirSave(int from, const char* fromName, int to, const char* toName, unsigned f) {
-    static bool saved = false;
     if (f == RENAME_NOREPLACE) {
         errno = EINVAL;
         return -1;
     }
-    if (!saved) {
-        saved = true;
+    if (std::exchange(theirSaveDue, false)) {
         const int theirs = openat(to, "their.tmp", O_WRONLY | O_CREAT | O_EXCL, 0644);
         EXPECT_EQ(write(theirs, "theirs", 6), 6);
         close(theirs);
@@ -233,6 +233,7 @@ TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFil
     EXPECT_TRUE(copy("source/Album", "Desktop", {renameFailsOnPhoto, linkFails<EPERM>}).error);
     EXPECT_EQ(desktop(), QStringList());
     // Their save stays; ours takes the next name.
+    theirSaveDue = true;
     ASSERT_EQ(copy("source/note.txt", "Desktop", {swapAfterTheirSave, linkFails<EPERM>}).path,
               path("Desktop/note (1).txt"));
     EXPECT_EQ(read("Desktop/note.txt"), "theirs");

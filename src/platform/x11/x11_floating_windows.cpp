@@ -72,8 +72,12 @@ bool X11FloatingWindows::nativeEventFilter(const QByteArray& /*eventType*/, void
     // focus while such a drag is over it, and gives it back to where it was when the drag
     // leaves, or once its drop is handled.
     xcb_connection_t* connection = qtConnection();
-    if (drag->type == internAtom(connection, "XdndEnter") && !m_focusBefore) {
-        m_focusBefore = xcb_get_input_focus(connection); // read when it is given back
+    if (drag->type == internAtom(connection, "XdndEnter")) {
+        // Where the focus was before the first of these drags: one whose source went without a
+        // word (no leave, no drop) left it taken, and it goes back there still.
+        if (!m_focusBefore) {
+            m_focusBefore = xcb_get_input_focus(connection);
+        }
         xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, drag->window, XCB_CURRENT_TIME);
         xcb_flush(connection);
     } else if (drag->type == internAtom(connection, "XdndLeave")) {

@@ -70,9 +70,14 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, source, directSave, text, 8,
                         static_cast<std::uint32_t>(url.size()), url.constData());
     xcb_convert_selection(m_x, m_window, m_selection, directSave, m_property, m_time);
+    // The source's process, where the server has the X-Resource extension: a request of an
+    // extension it lacks would end the connection.
+    const xcb_query_extension_reply_t* resources = xcb_get_extension_data(m_x, &xcb_res_id);
     const xcb_res_client_id_spec_t client{source, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const auto ids = xcbReply(
-        xcb_res_query_client_ids_reply(m_x, xcb_res_query_client_ids(m_x, 1, &client), nullptr));
+    const auto ids = resources != nullptr && resources->present != 0
+                         ? xcbReply(xcb_res_query_client_ids_reply(
+                               m_x, xcb_res_query_client_ids(m_x, 1, &client), nullptr))
+                         : xcbReply<xcb_res_query_client_ids_reply_t>(nullptr);
     if (ids) {
         // Only the PID was asked for: each value that comes back is one.
         for (auto id = xcb_res_query_client_ids_ids_iterator(ids.get()); id.rem != 0;

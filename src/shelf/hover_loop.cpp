@@ -47,9 +47,9 @@ void ShelfController::tick() {
     } else if (expanded && !at(notch::keepOpenArea(*screen, panel->frame())) && !onWayIn &&
                !exporting && !receiving && busy == 0) {
         if (!outsideSince) {
-            outsideSince = m_platform.clock.now();
+            outsideSince = now;
         }
-        if (m_platform.clock.now() - *outsideSince > kCollapseDelay) {
+        if (now - *outsideSince > kCollapseDelay) {
             expanded = false;
             layout();
         }
@@ -57,7 +57,7 @@ void ShelfController::tick() {
         outsideSince.reset();
     }
 
-    if (expanded && !exporting && m_platform.clock.now() - lastRefresh > kRescanInterval) {
+    if (expanded && !exporting && now - lastRefresh > kRescanInterval) {
         refresh();
     }
 

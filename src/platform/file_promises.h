@@ -13,13 +13,12 @@ class QMimeData;
 
 namespace verrabel {
 
-/// What arrived for one promised file: the items the source wrote, or why none came. Items
-/// may come in parts, as the source finishes them.
+class DeliveryRules;
+
+/// What arrived for one promised file, whole: the items the source wrote, or why none came.
 struct Delivery {
     QList<QUrl> items;
     std::optional<QString> error;
-    /// The last part: nothing more comes for this file.
-    bool complete = true;
     /// Given up while something still works in the folder: the folder stays, for it.
     bool folderInUse = false;
 };
@@ -32,10 +31,11 @@ public:
     virtual ~FilePromise() = default;
     /// The names the source announces; possibly none.
     [[nodiscard]] virtual QStringList fileNames() const = 0;
-    /// Asks the source to write into `folder`; to be called during the drop. `delivered` runs
-    /// on the main thread for each announced name (for one when none is announced): once, or
-    /// for parts of it and then once complete.
-    virtual void receive(const QString& folder, Delivered delivered) = 0;
+    /// Asks the source to write into `folder`; to be called during the drop. `rules` decide
+    /// when what arrives there is complete; `delivered` runs on the main thread once for each
+    /// announced name (for one when none is announced).
+    virtual void receive(const QString& folder, std::unique_ptr<DeliveryRules> rules,
+                         Delivered delivered) = 0;
 };
 
 /// Drags that carry file promises instead of files.

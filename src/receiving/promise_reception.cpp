@@ -1,6 +1,7 @@
 // Receiving files that the drag's source writes only after the drop: each into a private
 // temporary folder first, then into the Desktop like any dropped file.
 
+#include "delivery_policy.h"
 #include "file_store.h"
 #include "platform/alerts.h"
 #include "platform/file_promises.h"
@@ -69,7 +70,8 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
         const qsizetype expected = std::max<qsizetype>(promise->fileNames().size(), 1);
         auto reception = std::make_shared<Reception>(Reception{expected, 0, {}, false});
         promise->receive(
-            folder, [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
+            folder, std::make_unique<DeliveryPolicy>(),
+            [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
                 if (!weak) {
                     return;
                 }
@@ -88,7 +90,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                             }
                             ++reception->handled;
                         }
-                        if (delivery.complete && --reception->remaining == 0) {
+                        if (--reception->remaining == 0) {
                             if (!reception->folderInUse) {
                                 QDir(folder).removeRecursively();
                             }

@@ -351,15 +351,16 @@ protected:
         return shelf->root->dropHighlighted && shelf->root->rimWidth() == 2;
     }
     QString message() const { return shelf->message->text(); }
-    /// The source writes `name` into the folder it was given and reports it delivered.
-    /// Writes the file into the promise's folder and delivers it; as one part of several, or
-    /// as the whole.
-    static void deliver(FakePromise& source, const QString& name, bool complete = true) {
-        QFile file(source.folder + '/' + name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(name.toUtf8());
-        file.close();
-        source.delivered({{QUrl::fromLocalFile(file.fileName())}, std::nullopt, complete});
+    /// The source writes the files into the folder it was given, and they are delivered.
+    static void deliver(FakePromise& source, const QStringList& names) {
+        QList<QUrl> items;
+        for (const QString& name : names) {
+            QFile file(source.folder + '/' + name);
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(name.toUtf8());
+            items.append(QUrl::fromLocalFile(file.fileName()));
+        }
+        source.delivered({items, std::nullopt});
     }
 
     Qt::DropAction m_answer = Qt::IgnoreAction;
@@ -448,18 +449,16 @@ TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
     EXPECT_TRUE(QRegularExpression("^Verrabel-[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}$")
                     .match(QFileInfo(three->folder).fileName())
                     .hasMatch());
-    deliver(*three, "a.txt");
-    deliver(*three, "b.txt");
-    // One promise may bring several items, as they come; the count says how many came.
-    deliver(*unnamed, "photo.jpg", false);
+    deliver(*three, {"a.txt"});
+    deliver(*three, {"b.txt"});
     finishWork();
-    EXPECT_TRUE(files.names("Desktop").contains("photo.jpg"));
     EXPECT_EQ(message(), "正在接收文件…");
-    deliver(*unnamed, "photo 2.jpg");
+    // One promise may bring several items; the count says how many came.
+    deliver(*unnamed, {"photo.jpg", "photo 2.jpg"});
     finishWork();
     EXPECT_EQ(shelf->busy, 1); // one still to come
     EXPECT_EQ(message(), "已存到桌面 · 2 个项目");
-    deliver(*three, "c.txt");
+    deliver(*three, {"c.txt"});
     finishWork();
     EXPECT_EQ(shelf->busy, 0);
     EXPECT_EQ(message(), "已存到桌面 · 3 个项目");
@@ -469,7 +468,7 @@ TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
     // A failed delivery is an error line; a promise without a folder, an alert of its own.
     const auto source = std::make_shared<FakePromise>(QStringList{"d", "e"});
     shelf->receive({source});
-    deliver(*source, "d");
+    deliver(*source, {"d"});
     source->delivered({{}, QString("来源程序没能提供这个文件。")});
     finishWork();
     EXPECT_EQ(message(), "1 个项目保存失败");

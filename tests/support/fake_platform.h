@@ -172,7 +172,8 @@ struct FakePromise final : FilePromise {
     QString folder;
     Delivered delivered;
     [[nodiscard]] QStringList fileNames() const override { return names; }
-    void receive(const QString& destination, Delivered onDelivered) override {
+    void receive(const QString& destination, std::unique_ptr<DeliveryRules> /*rules*/,
+                 Delivered onDelivered) override {
         folder = destination;
         delivered = std::move(onDelivered);
     }

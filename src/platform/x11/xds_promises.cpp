@@ -41,13 +41,14 @@ public:
         return m_proposed.isEmpty() ? QStringList() : QStringList{safeFileName(m_proposed)};
     }
 
-    void receive(const QString& folder, Delivered delivered) override {
+    void receive(const QString& folder, std::unique_ptr<DeliveryRules> rules,
+                 Delivered delivered) override {
         const QString target = folder + QLatin1Char('/') + safeFileName(m_proposed);
         m_promises.watch(folder,
                          std::make_unique<XdsExchange>(m_source, m_time,
                                                        QUrl::fromLocalFile(target).toEncoded(),
                                                        target, kAnswerWait),
-                         std::move(delivered));
+                         std::move(rules), std::move(delivered));
     }
 
 private:
@@ -59,8 +60,7 @@ private:
 
 } // namespace
 
-XdsFilePromises::XdsFilePromises(DeliveryTimes times)
-    : m_times(times) {
+XdsFilePromises::XdsFilePromises() {
     if (xcb_connection_t* x11 = connection()) {
         m_dropAtom = internAtom(x11, "XdndDrop");
         QCoreApplication::instance()->installNativeEventFilter(this);
@@ -107,16 +107,15 @@ QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& 
 }
 
 void XdsFilePromises::watch(const QString& folder, std::unique_ptr<XdsExchange> exchange,
+                            std::unique_ptr<DeliveryRules> rules,
                             FilePromise::Delivered delivered) {
     m_watches.remove_if([](const Watch& watch) { return watch.done.load(); });
     Watch& watch = m_watches.emplace_back();
     watch.thread = std::jthread([this, &watch, folder, exchange = std::move(exchange),
+                                 rules = std::move(rules),
                                  delivered = std::move(delivered)](const std::stop_token& stop) {
         pthread_setname_np(pthread_self(), "Verrabel.xds");
-        const Delivery delivery = awaitDelivery(
-            folder, m_times, stop, *exchange, [this, &delivered](const QList<QUrl>& items) {
-                postToMain(this, [delivered, items] { delivered({items, std::nullopt, false}); });
-            });
+        const Delivery delivery = awaitDelivery(folder, *rules, stop, *exchange);
         if (stop.stop_requested()) {
             // Verrabel is quitting: nobody will take what is in the folder.
             QDir(folder).removeRecursively();

@@ -25,7 +25,7 @@ class XdsFilePromises final : public QObject,
                               private QAbstractNativeEventFilter {
     Q_OBJECT
 public:
-    explicit XdsFilePromises(DeliveryTimes times = {});
+    XdsFilePromises();
     ~XdsFilePromises() override;
     XdsFilePromises(const XdsFilePromises&) = delete;
     XdsFilePromises& operator=(const XdsFilePromises&) = delete;
@@ -36,7 +36,7 @@ public:
     /// Waits in the background for the source's answer and for what arrives in `folder`;
     /// reports on the main thread.
     void watch(const QString& folder, std::unique_ptr<XdsExchange> exchange,
-               FilePromise::Delivered delivered);
+               std::unique_ptr<DeliveryRules> rules, FilePromise::Delivered delivered);
 
 private:
     /// Notes the source and time of each drop, which the source's answers are asked with.
@@ -47,7 +47,6 @@ private:
         std::jthread thread;
     };
 
-    DeliveryTimes m_times;
     std::uint32_t m_dropAtom = 0;
     std::uint32_t m_dropSource = 0;
     std::uint32_t m_dropTime = 0;

@@ -3,6 +3,7 @@
 #include "platform/linux/thread_queue.h"
 #include "platform/linux/timerfd_timer.h"
 #include "platform/motion_watch.h"
+#include "receiving/delivery_policy.h"
 #include "support/files.h"
 
 #include <QEventLoop>
@@ -16,6 +17,7 @@
 
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <future>
 #include <pthread.h>
 #include <spawn.h>
@@ -153,33 +155,19 @@ private:
     std::atomic<SourceAnswer> m_said = SourceAnswer::None;
 };
 
+/// The watch with the real folder, processes and rules at short times. Its timing checks
+/// leave a second's margin: what is decided when is the rules' test's to pin.
 class DeliveryWatch : public ::testing::Test, protected testing::Files {
 protected:
-    /// Waits in the background as the platform does, with short times; what arrived early
-    /// goes to `early`.
     std::future<Delivery> watch() {
         for (const QString& name : names({})) {
             QDir(path(name)).removeRecursively();
             QFile::remove(path(name));
         }
-        early.clear();
         return std::async(std::launch::async, [this] {
-            return awaitDelivery(path(), {0.2, 1.0, 1.5, 3.0, 0.3, 0.2}, std::stop_token(), source,
-                                 [this](const QList<QUrl>& items) { early += items; });
+            DeliveryPolicy rules({0.2, 1.0, 1.5, 3.0, 0.3, 0.2});
+            return awaitDelivery(path(), rules, std::stop_token(), source);
         });
-    }
-    /// Appends a burst to the file and closes it again, then pauses, as some sources write.
-    void burst(const QByteArray& bytes, std::chrono::milliseconds pause = 0ms,
-               const QString& name = "entry.bin") const {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::Append));
-        file.write(bytes);
-        file.close();
-        std::this_thread::sleep_for(pause);
-    }
-    QByteArray contents(const Delivery& delivery) const {
-        return delivery.items == QList{QUrl::fromLocalFile(path("entry.bin"))} ? read("entry.bin")
-                                                                               : QByteArray();
     }
     QList<QUrl> urls(const QStringList& items) const {
         QList<QUrl> all;
@@ -203,85 +191,47 @@ protected:
         posix_spawn_file_actions_destroy(&actions);
         return child;
     }
-    /// Everything a finished watch delivered, early or at the end, in name order.
-    QList<QUrl> everything(const Delivery& delivery) const {
-        QList<QUrl> all = early + delivery.items;
-        std::sort(all.begin(), all.end());
-        return all;
-    }
 
     TestSource source;
-    QList<QUrl> early;
 };
 
-TEST_F(DeliveryWatch, APauseBetweenWritesNeverDeliversHalfAFile) {
-    // A source that never answers gets the longer quiet time, which pauses fit in; a file it
-    // closes between bursts is not finished either.
-    auto delivery = watch();
-    burst("one ", 400ms);
-    burst("two ", 400ms);
-    burst("three");
-    EXPECT_EQ(delivery.wait_for(600ms), std::future_status::timeout);
-    EXPECT_EQ(contents(delivery.get()), "one two three");
-    EXPECT_TRUE(early.isEmpty());
-    // A file still open is not done, however quiet...
+TEST_F(DeliveryWatch, WaitsForWhatWorksInTheFolderAndDeliversOnlyTheFinalFiles) {
+    // A source that reserves its name, writes beside it and renames over it, slowly: only the
+    // whole file is delivered, though the reserved one was closed and settled long before.
     source.say(SourceAnswer::Saved);
-    delivery = watch();
-    const pid_t writer = shell(
-        path(), "exec 3>entry.bin; printf 'first half ' >&3; sleep 0.7; printf 'second half' >&3");
-    EXPECT_EQ(delivery.wait_for(500ms), std::future_status::timeout);
+    auto delivery = watch();
+    const pid_t writer = shell(path(), "exec 3>entry.bin.part; : >entry.bin; printf 'first ' >&3; "
+                                       "sleep 2; printf 'whole' >&3; exec 3>&-; "
+                                       "mv entry.bin.part entry.bin");
+    EXPECT_EQ(delivery.wait_for(1s), std::future_status::timeout);
     waitpid(writer, nullptr, 0);
-    EXPECT_EQ(contents(delivery.get()), "first half second half");
-    // ...unless only we hold it open, copying what has arrived: we are no source's worker.
+    Delivery result = delivery.get();
+    EXPECT_EQ(result.items, urls({"entry.bin"}));
+    EXPECT_EQ(read("entry.bin"), "first whole");
+
+    // An extractor (its working directory there) that ends; our own open file holds nothing.
     delivery = watch();
-    QFile ours(path("entry.bin"));
+    QFile ours(path("ours.txt"));
     ASSERT_TRUE(ours.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     ours.write("ours");
-    EXPECT_EQ(delivery.wait_for(800ms), std::future_status::ready);
+    waitpid(shell(path(), "sleep 0.5; echo late >last.txt"), nullptr, 0);
+    EXPECT_EQ(delivery.get().items, urls({"last.txt", "ours.txt"}));
     ours.close();
-    // A source that sends the bytes itself and stops halfway has not delivered them.
-    source.say(SourceAnswer::Sending);
-    delivery = watch();
-    burst("half");
-    EXPECT_EQ(delivery.get().error, "来源程序在 1.5 秒内没有写完文件。");
-}
 
-TEST_F(DeliveryWatch, ASourceThatSaysSavedBeforeItWritesIsHeardOutByItsWork) {
-    // It answers first, writes, and pauses with nothing open, then writes again: the first file
-    // goes as soon as the next one comes, and the delivery waits for the quiet of a source that
-    // has not said when it is done.
-    source.say(SourceAnswer::SavedBeforeWriting);
-    auto delivery = watch();
-    burst("a", 500ms, "first.txt");
-    burst("b", 300ms, "second.txt");
-    EXPECT_EQ(delivery.get().items, urls({"second.txt"}));
-    EXPECT_EQ(early, urls({"first.txt"}));
-
-    // A process working in the folder (an extractor, its working directory there) is waited
-    // for, however long it stays quiet; once it is gone, the short quiet will do.
-    delivery = watch();
-    const pid_t worker = shell(path(), "sleep 1.4; echo late >last.txt");
-    burst("a", 0ms, "first.txt");
-    EXPECT_EQ(delivery.wait_for(1200ms), std::future_status::timeout);
-    waitpid(worker, nullptr, 0);
-    EXPECT_EQ(delivery.wait_for(900ms), std::future_status::ready);
-    EXPECT_EQ(everything(delivery.get()), urls({"first.txt", "last.txt"}));
-
-    // A known source's helper, started after the drop, works for it wherever it is: done once
-    // the helper is, and not a long quiet later.
+    // A helper of the source's that writes from elsewhere: done once it has ended, without the
+    // long quiet. One that never touches the folder holds nothing: done at the long quiet.
     source.say(SourceAnswer::SavedBeforeWriting, getpid());
     delivery = watch();
-    waitpid(shell("/", QString("echo a >'%1'; sleep 0.6; echo b >'%2'")
-                           .arg(path("first.txt"), path("second.txt"))),
-            nullptr, 0);
-    EXPECT_EQ(delivery.wait_for(500ms), std::future_status::ready);
-    EXPECT_EQ(everything(delivery.get()), urls({"first.txt", "second.txt"}));
-    // One that has ended, not yet collected by the source, works no more.
+    waitpid(shell("/", QString("echo a >'%1'").arg(path("first.txt"))), nullptr, 0);
+    EXPECT_EQ(delivery.wait_for(800ms), std::future_status::ready);
+    EXPECT_EQ(delivery.get().items, urls({"first.txt"}));
     delivery = watch();
-    const pid_t ended = shell("/", QString("echo a >'%1'").arg(path("first.txt")));
-    EXPECT_EQ(delivery.wait_for(1s), std::future_status::ready);
-    waitpid(ended, nullptr, 0);
-    EXPECT_EQ(everything(delivery.get()), urls({"first.txt"}));
+    const pid_t bystander = shell("/", "sleep 6");
+    write("first.txt");
+    EXPECT_EQ(delivery.wait_for(4s), std::future_status::ready);
+    EXPECT_EQ(delivery.get().items, urls({"first.txt"}));
+    kill(bystander, SIGTERM);
+    waitpid(bystander, nullptr, 0);
 }
 
 TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {
@@ -292,7 +242,7 @@ TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {
     QFile::link("/etc/hostname", path("a link"));
     const Delivery result = delivery.get();
     EXPECT_FALSE(result.error);
-    EXPECT_EQ(everything(result), urls({"a folder", "written anyway.txt"}));
+    EXPECT_EQ(result.items, urls({"a folder", "written anyway.txt"}));
     QDir(path("a folder")).removeRecursively();
 
     source.say(SourceAnswer::None);

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <sys/types.h>
+
+#include <map>
+#include <vector>
+
+struct pollfd;
+
+namespace verrabel {
+
+/// The processes that work in a folder: their working directory there, or something in it open,
+/// as far as we may look (our own user's). Never our own, which copies what has arrived and is
+/// nobody's worker. Each one seen is followed until it ends, as are the source's helpers: the
+/// children it starts after the drop, which may write into the folder from elsewhere.
+class FolderWorkers {
+public:
+    /// `folder` by its real path, as /proc shows paths; `source` 0 when unknown.
+    FolderWorkers(QByteArray folder, pid_t source);
+    ~FolderWorkers();
+    FolderWorkers(const FolderWorkers&) = delete;
+    FolderWorkers& operator=(const FolderWorkers&) = delete;
+
+    /// Looks at every process: whether one works in the folder now.
+    bool look();
+    /// Whether the source is known, so that its helpers are followed.
+    [[nodiscard]] bool followsHelpers() const { return m_source != 0; }
+    /// Whether a writer seen still runs, wherever it works now.
+    [[nodiscard]] bool anyAlive() const { return !m_ending.empty(); }
+    /// Descriptors that become readable when a process seen working ends.
+    void addTo(std::vector<pollfd>& polled) const;
+    /// Forgets the processes whose descriptors poll found readable; whether one has ended.
+    bool dropEnded(const std::vector<pollfd>& polled);
+
+private:
+    const QByteArray m_folder;
+    const pid_t m_source;
+    /// When the drop came, give or take a second, in the clock ticks since boot that /proc
+    /// counts a process's start in.
+    const unsigned long long m_since;
+    /// A pidfd for each process seen working that has not ended.
+    std::map<pid_t, int> m_ending;
+};
+
+} // namespace verrabel

@@ -1,0 +1,115 @@
+#include "delivery_policy.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace verrabel {
+
+namespace {
+
+DeliveryRules::Clock::duration seconds(double value) {
+    return std::chrono::duration_cast<DeliveryRules::Clock::duration>(
+        std::chrono::duration<double>(value));
+}
+
+QString unfinished(double limit) {
+    return QStringLiteral("来源程序在 %1 秒内没有写完文件。").arg(limit);
+}
+
+} // namespace
+
+DeliveryPolicy::DeliveryPolicy(DeliveryTimes times)
+    : m_times(times) {}
+
+void DeliveryPolicy::changed(Clock::time_point now) {
+    m_changed = now;
+}
+
+void DeliveryPolicy::heard(SourceAnswer answer) {
+    m_answer = answer;
+}
+
+bool DeliveryPolicy::settled(Clock::time_point now) const {
+    return now - m_changed >= seconds(m_times.quiet);
+}
+
+bool DeliveryPolicy::trusted() const {
+    // A source's "saved" said before anything was written tells nothing; a writer that still
+    // runs may come back to the folder, as an extractor does between far-apart entries.
+    // One that said so first left the writing to helpers: done once they are, when they can
+    // be told.
+    const bool writersKnown =
+        m_workerSeen || (m_answer == SourceAnswer::SavedBeforeWriting && m_helpersFollowed);
+    return m_answer == SourceAnswer::Saved || (writersKnown && !m_writerAlive);
+}
+
+DeliveryRules::Clock::duration DeliveryPolicy::quietNeeded() const {
+    return seconds(trusted() ? m_times.quiet : m_times.untrustedQuiet);
+}
+
+std::optional<Delivery> DeliveryPolicy::decide(const FolderLook& look, Clock::time_point now) {
+    m_looked = now;
+    m_working = look.working;
+    m_workerSeen = m_workerSeen || look.working;
+    m_helpersFollowed = look.helpersFollowed;
+    m_writerAlive = look.writerAlive;
+    m_anything = look.anything;
+    const Clock::duration unchanged = now - m_changed;
+    if (look.working) {
+        // Given up, but the folder stays for whatever still works in it.
+        if (unchanged >= seconds(m_times.workingLimit)) {
+            return Delivery{
+                .items = {}, .error = unfinished(m_times.workingLimit), .folderInUse = true};
+        }
+        return std::nullopt;
+    }
+    if (m_answer == SourceAnswer::Sending) {
+        if (unchanged >= seconds(m_times.idleLimit)) {
+            return Delivery{{}, unfinished(m_times.idleLimit)};
+        }
+        return std::nullopt;
+    }
+    // Some sources say they failed for a file they did write: the folder has the last word.
+    if (look.anything && unchanged >= quietNeeded()) {
+        if (look.deliverable.isEmpty()) {
+            return Delivery{{}, QStringLiteral("来源程序送来的不是普通文件或文件夹。")};
+        }
+        return Delivery{look.deliverable, std::nullopt};
+    }
+    if (!look.anything && m_answer == SourceAnswer::Refused &&
+        unchanged >= seconds(m_times.afterRefusal)) {
+        return Delivery{{}, QStringLiteral("来源程序没能提供这个文件。")};
+    }
+    if (!look.anything && unchanged >= seconds(m_times.idleLimit)) {
+        return Delivery{{},
+                        QStringLiteral("来源程序在 %1 秒内没有送来文件。").arg(m_times.idleLimit)};
+    }
+    return std::nullopt;
+}
+
+std::optional<DeliveryRules::Clock::time_point>
+DeliveryPolicy::nextLook(Clock::time_point now) const {
+    std::vector<Clock::time_point> due{m_changed + seconds(m_times.quiet)};
+    if (m_working) {
+        due.push_back(m_looked + seconds(m_times.workerCheck));
+        due.push_back(m_changed + seconds(m_times.workingLimit));
+    } else if (m_answer == SourceAnswer::Sending) {
+        due.push_back(m_changed + seconds(m_times.idleLimit));
+    } else if (m_anything) {
+        due.push_back(m_changed + quietNeeded());
+    } else {
+        due.push_back(m_changed + seconds(m_times.idleLimit));
+        if (m_answer == SourceAnswer::Refused) {
+            due.push_back(m_changed + seconds(m_times.afterRefusal));
+        }
+    }
+    std::optional<Clock::time_point> next;
+    for (const Clock::time_point time : due) {
+        if (time > now && (!next || time < *next)) {
+            next = time;
+        }
+    }
+    return next;
+}
+
+} // namespace verrabel

@@ -175,12 +175,15 @@ int renameFailsOnPhoto(int from, const char* fromName, int to, const char* toNam
 }
 // One that can swap two names but not rename without replacing; as our copy is swapped in,
 // another program has just saved onto that name the atomic way, once after `theirSaveDue`.
+// It swaps `swapsLeft` times, if that is not negative.
 bool theirSaveDue = false;
+int swapsLeft = -1;
 int swapAfterTheirSave(int from, const char* fromName, int to, const char* toName, unsigned f) {
-    if (f == RENAME_NOREPLACE) {
-        errno = EINVAL;
+    if (f == RENAME_NOREPLACE || (f == RENAME_EXCHANGE && swapsLeft == 0)) {
+        errno = f == RENAME_NOREPLACE ? EINVAL : EIO;
         return -1;
     }
+    swapsLeft -= f == RENAME_EXCHANGE && swapsLeft > 0 ? 1 : 0;
     if (std::exchange(theirSaveDue, false)) {
         const int theirs = openat(to, "their.tmp", O_WRONLY | O_CREAT | O_EXCL, 0644);
         EXPECT_EQ(write(theirs, "theirs", 6), 6);
@@ -239,6 +242,20 @@ TEST_F(FileStoreTest, FallbacksStrandNoPlaceholderReplaceNothingElseAndLoseNoFil
     EXPECT_EQ(read("Desktop/note.txt"), "theirs");
     EXPECT_EQ(read("Desktop/note (1).txt"), "ours");
     EXPECT_EQ(desktop(), (QStringList{"note (1).txt", "note.txt"}));
+    // Should the swap back fail, ours keeps the name and theirs takes another, not left under
+    // a temporary name that a later start would clear away.
+    QDir(path("Desktop")).removeRecursively();
+    mkdir("Desktop");
+    theirSaveDue = true;
+    swapsLeft = 1;
+    EXPECT_EQ(copy("source/note.txt", "Desktop", {swapAfterTheirSave, linkFails<EPERM>}).path,
+              path("Desktop/note.txt"));
+    swapsLeft = -1;
+    const QStringList names = desktop();
+    ASSERT_EQ(names.size(), 2);
+    EXPECT_EQ(read("Desktop/note.txt"), "ours");
+    EXPECT_FALSE(names.last().startsWith('.'));
+    EXPECT_EQ(read("Desktop/" + names.last()), "theirs");
 }
 
 TEST_F(FileStoreTest, SpecialFilesFailAtOnceAndAFailedCopyLeavesNothing) {

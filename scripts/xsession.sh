@@ -32,7 +32,8 @@ xsession_start() {
   export XSESSION_MARK="xsession-$$-$RANDOM$RANDOM"
   # Xvfb picks a free display itself and tells which: safe with sessions running side by side.
   display_file=$(mktemp)
-  Xvfb -displayfd 3 -screen 0 "${size}x24" -nolisten tcp -noreset 3>"$display_file" \
+  # shellcheck disable=SC2086 # XSESSION_XVFB_ARGS: further words for Xvfb, split as such
+  Xvfb -displayfd 3 -screen 0 "${size}x24" -nolisten tcp -noreset ${XSESSION_XVFB_ARGS:-} 3>"$display_file" \
     >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
   XSESSION_PIDS+=($!)
   until [[ -s "$display_file" ]]; do

@@ -168,3 +168,37 @@ expect_click_below_the_edge() {
   pointer click 1
   expect "the click reaches the native window" eventually 3 grep -Eqx '[0-9]+ [0-9]+' "$note" 2>/dev/null
 }
+
+# Promised files. The temporary folders live in $TMPDIR; the result is read through AT-SPI,
+# which wants the scenario to unset NO_AT_BRIDGE and launch with
+# QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1.
+no_temporaries() { [[ -z "$(ls -A "$TMPDIR")" ]]; }
+reads() { /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" --labels | grep -xF "label	$1" >/dev/null; }
+
+# whole_when_seen NAME SIZE: waits up to 20 s for NAME on the Desktop; fails if it ever shows
+# short.
+whole_when_seen() {
+  local size tries=1000
+  until size=$(stat -c %s "$E2E_DESKTOP/$1" 2>/dev/null); do ((--tries)) && sleep 0.02 || return 1; done
+  [[ $size == "$2" ]] || { echo "e2e: $1 showed with $size of $2 bytes" >&2 && return 1; }
+}
+
+# drop_promise NAME ANSWER [BURSTS PAUSE DELAY]: the tests' source drops NAME on the shelf.
+drop_promise() {
+  local name=$1
+  shift
+  head -c 3000000 /dev/urandom >"$HOME/$name"
+  whole_when_seen "$name" 3000000 &
+  local watcher=$!
+  expect "the shelf is open" bring_shelf_down
+  xdotool mousemove 800 200
+  # Checked while the source still runs: its children are its helpers only while it lives.
+  /usr/bin/python3 "$E2E_SOURCE/tests/e2e/xds_source.py" "$(shelf_window)" 800 200 "$name" "$1" "$HOME/$name" "${@:2}" >/dev/null &
+  local source=$!
+  expect "$name never shows half-made, and arrives" wait "$watcher"
+  expect "$name is whole" cmp -s "$HOME/$name" "$E2E_DESKTOP/$name"
+  expect "its temporary folder is gone" eventually 5 no_temporaries
+  expect "the result of $name counts it saved, with no failure" eventually 5 reads "已存到桌面 · 1 个项目"
+  expect "the source of $name saw its drop finished" wait "$source"
+}
+

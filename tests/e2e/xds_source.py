@@ -6,12 +6,16 @@ Drops a promised file (X Direct Save) NAME onto WINDOW at the root point X,Y. AN
 save it, writes the bytes of the file FROM there in BURSTS bursts, closing the file between them,
 PAUSE seconds apart, waits DELAY seconds and answers S. ANSWER A: answers S at once, as an
 archiver that leaves the work to its extractor does, then works in the folder (its working
-directory there) for DELAY seconds before writing the bursts. ANSWER F: answers F at once, then
+directory there) for DELAY seconds before writing the bursts. ANSWER R: answers S at once; a helper
+(a child process working elsewhere) then claims NAME with an empty file, writes the bursts into
+NAME.part beside it and renames that over NAME. ANSWER U: answers S at once, writes the file
+itself and starts a child that never touches the folder and runs on for DELAY seconds, which the
+source waits for. ANSWER F: answers F at once, then
 sends the bytes itself, incrementally, when asked before the drop is finished: like some
 sources, it gives up the drag's selection then. Prints "dropped", then how long the drop held the target."""
 
 import os
-
+import subprocess
 import sys
 import threading
 import time
@@ -61,7 +65,23 @@ def reply(display_, request):
     display_.flush()
 
 
-def save(request, data, bursts, pause, delay, early):
+# The helper of ANSWER R: PATH ORIGIN BURSTS PAUSE.
+RESERVE = """
+import sys, time
+path, origin, bursts, pause = sys.argv[1], sys.argv[2], int(sys.argv[3]), float(sys.argv[4])
+data = open(origin, "rb").read()
+open(path, "wb").close()
+share = len(data) // bursts
+for burst in range(bursts):
+    time.sleep(pause if burst else 0)
+    with open(path + ".part", "ab") as file:
+        file.write(data[burst * share:None if burst + 1 == bursts else (burst + 1) * share])
+import os
+os.rename(path + ".part", path)
+"""
+
+
+def save(request, data, bursts, pause, delay, early, mode="", origin=""):
     """Writes the bursts where the target asked, and answers, after or before: on a connection of
     its own, since the main one keeps watching for the drop's end meanwhile."""
     aside = display.Display()
@@ -74,6 +94,17 @@ def save(request, data, bursts, pause, delay, early):
         request.requestor.change_property(request.property, request.target, 8, b"S")
         reply(aside, request)
 
+    if mode == "R":
+        answer()
+        subprocess.run([sys.executable, "-c", RESERVE, path, origin, str(bursts), str(pause)],
+                       cwd="/", check=True)
+        return
+    if mode == "U":
+        answer()
+        with open(path, "wb") as file:
+            file.write(data)
+        subprocess.run(["sleep", str(delay)], cwd="/", check=True)
+        return
     if early:
         answer()
         os.chdir(os.path.dirname(path))
@@ -126,9 +157,10 @@ def main(window, x, y, name, answer, origin, bursts="1", pause="0", delay="0"):
             break
         if request.type != X.SelectionRequest:
             continue
-        if request.target == atom("XdndDirectSave0") and answer in "SA":
+        if request.target == atom("XdndDirectSave0") and answer in "SARU":
             saver = threading.Thread(target=save, args=(request, data, int(bursts), float(pause),
-                                                        float(delay), answer == "A"))
+                                                        float(delay), answer == "A", answer,
+                                                        origin))
             saver.start()
             done = True
         elif request.target == atom("XdndDirectSave0"):

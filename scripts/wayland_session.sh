@@ -124,6 +124,25 @@ wayland_gnome_shell_start() {
   outer xdotool key Escape
 }
 
+# GNOME Shell headless, on a virtual monitor of its own, moved by its remote-desktop pointer
+# (tests/e2e/remote_mouse.py), whose relative steps reach Xwayland as a real mouse's do; the
+# Xvfb's pointer does not reach it. It starts in the Overview.
+wayland_gnome_headless_start() {
+  wayland_take_screen || return 1
+  local system_bus
+  system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
+    --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
+  XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
+  wayland_mutter_like gnome-shell DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" \
+    gnome-shell --headless --wayland --virtual-monitor 1600x1000 || return 1
+  overview() {
+    gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
+      --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
+      grep -q true
+  }
+  eventually 20 overview || wayland_fail "GNOME Shell did not come up" || return 1
+}
+
 # kwin_wayland has a file capability these containers cannot grant; a copy of it has none.
 wayland_kwin_start() {
   wayland_take_screen || return 1

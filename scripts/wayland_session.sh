@@ -108,16 +108,21 @@ wayland_mutter_start() {
   wayland_mutter_like mutter mutter --wayland --nested
 }
 
-# GNOME Shell itself: its top bar, clock and calendar over mutter. It asks logind on the system
-# bus; a private bus stands in. It starts in the Overview, which Escape leaves.
-wayland_gnome_shell_start() {
+# wayland_gnome_shell_like ARGUMENTS...: GNOME Shell with its top bar, clock and calendar, as
+# root. It asks logind on the system bus; a private bus stands in.
+wayland_gnome_shell_like() {
   wayland_take_screen || return 1
   local system_bus
   system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
     --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
   XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
   wayland_mutter_like gnome-shell DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" \
-    gnome-shell --nested --wayland || return 1
+    gnome-shell --wayland "$@"
+}
+
+# GNOME Shell nested in the Xvfb. It starts in the Overview, which Escape leaves.
+wayland_gnome_shell_start() {
+  wayland_gnome_shell_like --nested || return 1
   # The Overview first, then the work area under the top bar.
   workarea() { xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
   eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1
@@ -126,15 +131,9 @@ wayland_gnome_shell_start() {
 
 # GNOME Shell headless, on a virtual monitor of its own, moved by its remote-desktop pointer
 # (tests/e2e/remote_mouse.py), whose relative steps reach Xwayland as a real mouse's do; the
-# Xvfb's pointer does not reach it. It starts in the Overview.
+# Xvfb's pointer does not reach it. It starts in the Overview, which the scenario leaves.
 wayland_gnome_headless_start() {
-  wayland_take_screen || return 1
-  local system_bus
-  system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
-    --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
-  XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
-  wayland_mutter_like gnome-shell DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" \
-    gnome-shell --headless --wayland --virtual-monitor 1600x1000 || return 1
+  wayland_gnome_shell_like --headless --virtual-monitor 1600x1000 || return 1
   overview() {
     gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
       --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |

@@ -1,9 +1,12 @@
 #include "app/app_delegate.h"
 #include "listing/list_accessibility.h"
+#include "platform/desktop/dbus_single_instance.h"
 #include "platform/system_platform.h"
 #include "platform/x11/session.h"
+#include "shelf/shelf_controller.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTimer>
@@ -31,7 +34,7 @@ int main(int argc, char* argv[]) {
     QApplication application(count, arguments.data());
     QApplication::setOrganizationName(QStringLiteral("Verrabel"));
     QApplication::setApplicationName(QStringLiteral("Verrabel"));
-    QApplication::setDesktopFileName(QStringLiteral("verrabel"));
+    QApplication::setDesktopFileName(QStringLiteral("org.verrabel.Verrabel"));
     // Qt's own words (byte counts, standard buttons) in the user's language.
     QTranslator qtTexts;
     if (qtTexts.load(QLocale(), QStringLiteral("qt"), QStringLiteral("_"),
@@ -39,10 +42,24 @@ int main(int argc, char* argv[]) {
         QApplication::installTranslator(&qtTexts);
     }
 
+    // One Verrabel per session: a later start shows the running one's shelf and ends.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    verrabel::DbusSingleInstance instance(
+        QStringLiteral("org.verrabel.Verrabel"),
+        QDir(runtime).exists() && !runtime.isEmpty() ? runtime : QDir::tempPath());
+    if (!instance.claim()) {
+        return 0;
+    }
+
     verrabel::installListAccessibility();
 
     const verrabel::SystemPlatform platform;
     verrabel::AppDelegate delegate(platform.services());
+    instance.onShowAsked([&delegate] {
+        if (delegate.shelf) {
+            delegate.shelf->showShelf();
+        }
+    });
     QTimer::singleShot(0, &delegate, &verrabel::AppDelegate::applicationDidFinishLaunching);
     QApplication::exec();
     return 0;

@@ -15,7 +15,7 @@ package=$(ls "$E2E_BUILD"/verrabel_*.deb)
 
 e2e_begin package
 trap '"${sudo[@]}" apt-get remove -y -q verrabel >/dev/null; e2e_finish' EXIT
-for file in /usr/bin/verrabel /usr/share/applications/verrabel.desktop \
+for file in /usr/bin/verrabel /usr/share/applications/org.verrabel.Verrabel.desktop \
   /usr/share/icons/hicolor/scalable/apps/verrabel.svg /etc/xdg/autostart/verrabel.desktop; do
   expect "the package installs $file" test -e "$file"
 done

@@ -1,5 +1,6 @@
 #include "platform/linux/delivery_watch.h"
 #include "platform/linux/inotify_watchers.h"
+#include "platform/linux/session_lock.h"
 #include "platform/linux/thread_queue.h"
 #include "platform/linux/timerfd_timer.h"
 #include "platform/motion_watch.h"
@@ -7,6 +8,7 @@
 #include "support/files.h"
 
 #include <QEventLoop>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -117,6 +119,18 @@ TEST(InotifyWatchers, ReportCreateRenameDeleteAndTheFolderGoing) {
     changed("folder moved",
             [&] { return QDir().rename(parent.path("Desktop"), parent.path("Moved")); });
     EXPECT_EQ(watchers.watch(parent.path("missing"), [] {}), nullptr);
+}
+
+TEST(SessionLock, OneHolderAtATimeUntilItGoes) {
+    QTemporaryDir folder;
+    const QString path = folder.filePath("org.example.App.lock");
+    {
+        const SessionLock first(path);
+        EXPECT_TRUE(first.held());
+        EXPECT_FALSE(SessionLock(path).held());
+    }
+    EXPECT_TRUE(SessionLock(path).held());
+    EXPECT_FALSE(SessionLock(folder.filePath("missing/x.lock")).held());
 }
 
 TEST(SafeFileName, TakesOnlyOnePlainPathComponentThatFits) {

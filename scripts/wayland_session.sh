@@ -224,9 +224,13 @@ wayland_native() { wayland_exec GDK_BACKEND=wayland "$@"; }
 # An X11 program even where its toolkit would open natively (pcmanfm is GTK 3 from Debian 13 on).
 wayland_x11() { wayland_exec GDK_BACKEND=x11 "$@"; }
 
-# wayland_own PATH...: under sway the session's programs are not root: theirs to write.
+# wayland_own PATH...: under sway the session's programs are not root: theirs to write. The
+# runtime folder is theirs from the start, and root may not even look into what is mounted there
+# (the document portal's FUSE mount).
 wayland_own() {
-  if [[ $WAYLAND_COMPOSITOR == sway ]]; then chown -R "$WAYLAND_USER:" "$@"; fi
+  if [[ $WAYLAND_COMPOSITOR == sway ]]; then
+    find "$@" -path "$XDG_RUNTIME_DIR" -prune -o -exec chown "$WAYLAND_USER:" {} +
+  fi
 }
 
 # wayland_thunar_size WIDTH HEIGHT: the size thunar's next window opens with; under mutter a

@@ -36,6 +36,9 @@ public:
 } // namespace
 
 struct SystemPlatform::Parts {
+    // First, so that its filter of X events comes last: it turns a promise's drop into a leave
+    // for Qt, and the others are to see the drop.
+    XdsFilePromises promises;
     XdgFolders folders;
     QtScreens screens;
     const bool onXwayland = XwaylandPointer::isXwayland();
@@ -57,7 +60,6 @@ struct SystemPlatform::Parts {
     InotifyWatchers watchers;
     ThemeFileIcons icons;
     X11FileDrags drags;
-    XdsFilePromises promises;
     TimerSlackActivity activity;
     QtSettings settings;
     TrayStatusBar statusBar;

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 
 #include <xcb/res.h>
 #include <xcb/xcb.h>
@@ -23,6 +24,7 @@ namespace {
 // A property is read in pieces of this many 32-bit units, so memory stays bounded whatever
 // the source sends.
 constexpr std::uint32_t kPiece = 64 * 1024;
+constexpr std::uint32_t kLongestName = 4096; // in 32-bit units, as xcb counts
 
 bool writeAll(int fd, const char* bytes, std::int64_t size) {
     while (size > 0) {
@@ -41,10 +43,9 @@ bool writeAll(int fd, const char* bytes, std::int64_t size) {
 
 } // namespace
 
-XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteArray& url,
-                         QString ownFile, double answerWait)
-    : m_time(time)
-    , m_ownFile(std::move(ownFile)) {
+XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QString& folder,
+                         double answerWait, std::optional<XdsFinish> finish)
+    : m_time(time) {
     m_x = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(m_x) != 0 || source == XCB_NONE) {
         m_stage = Stage::Done;
@@ -60,6 +61,19 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     m_property = atoms[3];
     m_octetStream = atoms[4];
     m_incremental = atoms[5];
+
+    // The source keeps the name it proposes on its window.
+    const auto proposed = xcbReply(xcb_get_property_reply(
+        m_x,
+        xcb_get_property(m_x, 0, source, directSave, XCB_GET_PROPERTY_TYPE_ANY, 0, kLongestName),
+        nullptr));
+    const QByteArray name =
+        proposed && proposed->format == 8
+            ? QByteArray(static_cast<const char*>(xcb_get_property_value(proposed.get())),
+                         xcb_get_property_value_length(proposed.get()))
+            : QByteArray();
+    m_ownFile = folder + QLatin1Char('/') + safeFileName(name);
+    const QByteArray url = QUrl::fromLocalFile(m_ownFile).toEncoded();
 
     // The window the source answers on; property changes tell how a long transfer goes on.
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
@@ -105,6 +119,23 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QByteAr
     }
     std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
     readEvents();
+    if (finish) {
+        finishDrop(source, *finish);
+    }
+}
+
+void XdsExchange::finishDrop(std::uint32_t source, const XdsFinish& finish) {
+    xcb_client_message_event_t finished{};
+    finished.response_type = XCB_CLIENT_MESSAGE;
+    finished.format = 32;
+    finished.window = source;
+    finished.type = internAtom(m_x, "XdndFinished");
+    finished.data.data32[0] = finish.target;
+    finished.data.data32[1] = 1; // taken
+    finished.data.data32[2] = internAtom(m_x, "XdndActionCopy");
+    xcb_send_event(m_x, 0, source, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char*>(&finished));
+    xcb_flush(m_x);
 }
 
 XdsExchange::~XdsExchange() {

@@ -8,21 +8,29 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace verrabel {
 
+/// The drop a held-back exchange finishes for Qt: the window of ours it was made on.
+struct XdsFinish {
+    std::uint32_t target = 0;
+};
+
 /// One X Direct Save exchange with a drag's source, on an X connection of its own, so that
-/// waiting for the source never holds up the main thread. Made on the main thread during the
-/// drop; then heard by one background thread.
+/// waiting for the source never holds up the main thread. Made and heard by one background
+/// thread.
 class XdsExchange final : public DeliverySource {
 public:
-    /// Writes the file URL `url` onto the source's window and asks the source to save there,
-    /// then gives it up to `answerWait` seconds to answer while the drop goes on: on "F" (we are
-    /// to fetch the bytes ourselves) they are asked for at once, while the source still owns the
-    /// drag's selection. Returns once the X server has the requests, so that they reach the
-    /// source before the drop is finished. Without a display, the exchange answers Refused.
-    XdsExchange(std::uint32_t source, std::uint32_t time, const QByteArray& url, QString ownFile,
-                double answerWait);
+    /// Reads the name the source proposes, writes the URL of a file of that name inside
+    /// `folder` onto the source's window and asks the source to save there, then gives it up to
+    /// `answerWait` seconds to answer: on "F" (we are to fetch the bytes ourselves) they are
+    /// asked for at once. With `finish`, the drop was held back from Qt: then the source is told
+    /// that the drop is finished only after that, since some sources give up the drag's
+    /// selection then. Runs off the main thread. Without a display, the exchange answers
+    /// Refused.
+    XdsExchange(std::uint32_t source, std::uint32_t time, const QString& folder, double answerWait,
+                std::optional<XdsFinish> finish);
     ~XdsExchange() override;
     XdsExchange(const XdsExchange&) = delete;
     XdsExchange& operator=(const XdsExchange&) = delete;
@@ -50,6 +58,8 @@ private:
     [[nodiscard]] XcbReply<xcb_get_property_reply_t> readProperty(bool remove, std::uint32_t offset,
                                                                   std::uint32_t length) const;
     void finish(SourceAnswer answer);
+    /// Tells the source that the drop is finished and taken.
+    void finishDrop(std::uint32_t source, const XdsFinish& finish);
 
     xcb_connection_t* m_x = nullptr;
     std::uint32_t m_window = 0;

@@ -6,9 +6,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDropEvent>
 #include <QGuiApplication>
 #include <QMimeData>
-#include <QUrl>
 
 #include <pthread.h>
 
@@ -17,9 +17,9 @@ namespace verrabel {
 namespace {
 
 constexpr auto kDirectSave = "XdndDirectSave0";
-constexpr std::uint32_t kLongestProperty = 4096; // in 32-bit units, as xcb counts
-// How long the drop waits for the source's answer; sources answer at once, and a later answer
-// is still heard, only too late for fetching the bytes of one that gives up its selection.
+// How long the exchange waits for the source's answer before it finishes the drop; sources
+// answer at once, and a later answer is still heard, only too late for fetching the bytes of one
+// that gives up its selection.
 constexpr double kAnswerWait = 0.1;
 
 xcb_connection_t* connection() {
@@ -27,43 +27,39 @@ xcb_connection_t* connection() {
     return x11 != nullptr ? x11->connection() : nullptr;
 }
 
-/// One drop's promise: the source window, the drop's time and the name the source proposes.
+/// One drop's promise: the source window and the drop's time.
 class XdsPromise final : public FilePromise {
 public:
-    XdsPromise(XdsFilePromises& promises, xcb_window_t source, xcb_timestamp_t time,
-               QByteArray proposed)
+    XdsPromise(XdsFilePromises& promises, xcb_window_t source, xcb_timestamp_t time)
         : m_promises(promises)
         , m_source(source)
-        , m_time(time)
-        , m_proposed(std::move(proposed)) {}
+        , m_time(time) {}
 
-    [[nodiscard]] QStringList fileNames() const override {
-        return m_proposed.isEmpty() ? QStringList() : QStringList{safeFileName(m_proposed)};
-    }
+    /// The name the source proposes is read only by the exchange, off the main thread.
+    [[nodiscard]] QStringList fileNames() const override { return {}; }
 
     void receive(const QString& folder, std::unique_ptr<DeliveryRules> rules,
                  Delivered delivered) override {
-        const QString target = folder + QLatin1Char('/') + safeFileName(m_proposed);
-        m_promises.watch(folder,
-                         std::make_unique<XdsExchange>(m_source, m_time,
-                                                       QUrl::fromLocalFile(target).toEncoded(),
-                                                       target, kAnswerWait),
-                         std::move(rules), std::move(delivered));
+        m_promises.watch(folder, m_source, m_time, std::move(rules), std::move(delivered));
     }
 
 private:
     XdsFilePromises& m_promises;
     xcb_window_t m_source;
     xcb_timestamp_t m_time;
-    QByteArray m_proposed;
 };
 
 } // namespace
 
 XdsFilePromises::XdsFilePromises() {
     if (xcb_connection_t* x11 = connection()) {
-        m_dropAtom = internAtom(x11, "XdndDrop");
+        // Interned now, so that the drop makes no round trip for them.
+        const std::vector<xcb_atom_t> atoms =
+            internAtoms(x11, {"XdndDrop", "XdndLeave", "XdndFinished", "XdndActionCopy"});
+        m_dropAtom = atoms[0];
+        m_leaveAtom = atoms[1];
         QCoreApplication::instance()->installNativeEventFilter(this);
+        QCoreApplication::instance()->installEventFilter(this);
     }
 }
 
@@ -71,15 +67,65 @@ XdsFilePromises::~XdsFilePromises() = default;
 
 bool XdsFilePromises::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
                                         qintptr* /*result*/) {
-    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    auto* event = static_cast<xcb_generic_event_t*>(message);
     if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
-        const auto* client = static_cast<const xcb_client_message_event_t*>(message);
+        auto* client = static_cast<xcb_client_message_event_t*>(message);
         if (client->type == m_dropAtom && client->format == 32) {
             m_dropSource = client->data.data32[0];
             m_dropTime = client->data.data32[2];
+            if (m_drag && m_drag->target && m_drag->data != nullptr && offers(*m_drag->data)) {
+                holdBack(*client);
+            }
         }
     }
-    return false; // Qt handles the drop itself
+    return false;
+}
+
+void XdsFilePromises::holdBack(xcb_client_message_event_t& drop) {
+    const Drag drag = *std::exchange(m_drag, std::nullopt);
+    m_finish = XdsFinish{drop.window};
+    QDropEvent dropped(drag.position, drag.actions, drag.data, drag.buttons, drag.modifiers);
+    QCoreApplication::sendEvent(drag.target, &dropped);
+    if (m_finish) {
+        // No promise took the drop on: refused, here and now.
+        xcb_connection_t* x11 = connection();
+        xcb_client_message_event_t finished{};
+        finished.response_type = XCB_CLIENT_MESSAGE;
+        finished.format = 32;
+        finished.window = m_dropSource;
+        finished.type = internAtom(x11, "XdndFinished");
+        finished.data.data32[0] = drop.window;
+        xcb_send_event(x11, 0, m_dropSource, XCB_EVENT_MASK_NO_EVENT,
+                       reinterpret_cast<const char*>(&finished));
+        xcb_flush(x11);
+        m_finish.reset();
+    }
+    // For Qt the drag left: it forgets it, and says nothing to the source.
+    drop.type = m_leaveAtom;
+    drop.data.data32[1] = drop.data.data32[2] = drop.data.data32[3] = drop.data.data32[4] = 0;
+}
+
+bool XdsFilePromises::eventFilter(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+        if (watched->isWidgetType()) {
+            const auto* drag = static_cast<const QDragMoveEvent*>(event);
+            m_drag =
+                Drag{watched,         drag->position(), drag->mimeData(), drag->possibleActions(),
+                     drag->buttons(), drag->modifiers()};
+        }
+        break;
+    case QEvent::DragLeave:
+    case QEvent::Drop:
+        if (watched->isWidgetType()) {
+            m_drag.reset();
+        }
+        break;
+    default:
+        break;
+    }
+    return false;
 }
 
 bool XdsFilePromises::offers(const QMimeData& data) const {
@@ -87,43 +133,32 @@ bool XdsFilePromises::offers(const QMimeData& data) const {
 }
 
 QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& data) {
-    xcb_connection_t* x11 = connection();
-    if (x11 == nullptr || !offers(data) || m_dropSource == XCB_NONE) {
+    if (connection() == nullptr || !offers(data) || m_dropSource == XCB_NONE) {
         return {};
     }
-    // The source keeps the name it proposes on its window.
-    const XcbReply<xcb_get_property_reply_t> name(
-        xcb_get_property_reply(x11,
-                               xcb_get_property(x11, 0, m_dropSource, internAtom(x11, kDirectSave),
-                                                XCB_GET_PROPERTY_TYPE_ANY, 0, kLongestProperty),
-                               nullptr),
-        &std::free);
-    QByteArray proposed;
-    if (name && name->format == 8) {
-        proposed = QByteArray(static_cast<const char*>(xcb_get_property_value(name.get())),
-                              xcb_get_property_value_length(name.get()));
-    }
-    return {std::make_shared<XdsPromise>(*this, m_dropSource, m_dropTime, proposed)};
+    return {std::make_shared<XdsPromise>(*this, m_dropSource, m_dropTime)};
 }
 
-void XdsFilePromises::watch(const QString& folder, std::unique_ptr<XdsExchange> exchange,
+void XdsFilePromises::watch(const QString& folder, std::uint32_t source, std::uint32_t time,
                             std::unique_ptr<DeliveryRules> rules,
                             FilePromise::Delivered delivered) {
     m_watches.remove_if([](const Watch& watch) { return watch.done.load(); });
     Watch& watch = m_watches.emplace_back();
-    watch.thread = std::jthread([this, &watch, folder, exchange = std::move(exchange),
-                                 rules = std::move(rules),
-                                 delivered = std::move(delivered)](const std::stop_token& stop) {
-        pthread_setname_np(pthread_self(), "Verrabel.xds");
-        const Delivery delivery = awaitDelivery(folder, *rules, stop, *exchange);
-        if (stop.stop_requested()) {
-            // Verrabel is quitting: nobody will take what is in the folder.
-            QDir(folder).removeRecursively();
-        } else {
-            postToMain(this, [delivered, delivery] { delivered(delivery); });
-        }
-        watch.done = true;
-    });
+    // A drop held back is finished by its exchange; one that Qt handled, by Qt.
+    watch.thread = std::jthread(
+        [this, &watch, folder, source, time, finish = std::exchange(m_finish, std::nullopt),
+         rules = std::move(rules), delivered = std::move(delivered)](const std::stop_token& stop) {
+            pthread_setname_np(pthread_self(), "Verrabel.xds");
+            XdsExchange exchange(source, time, folder, kAnswerWait, finish);
+            const Delivery delivery = awaitDelivery(folder, *rules, stop, exchange);
+            if (stop.stop_requested()) {
+                // Verrabel is quitting: nobody will take what is in the folder.
+                QDir(folder).removeRecursively();
+            } else {
+                postToMain(this, [delivered, delivery] { delivered(delivery); });
+            }
+            watch.done = true;
+        });
 }
 
 } // namespace verrabel

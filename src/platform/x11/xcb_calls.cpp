@@ -68,4 +68,20 @@ std::string windowManagerName(xcb_connection_t* connection) {
             static_cast<std::size_t>(xcb_get_property_value_length(name.get()))};
 }
 
+void sendDropFinished(xcb_connection_t* connection, xcb_window_t source, xcb_window_t target,
+                      bool taken) {
+    xcb_client_message_event_t finished{};
+    finished.response_type = XCB_CLIENT_MESSAGE;
+    finished.format = 32;
+    finished.window = source;
+    finished.type = internAtom(connection, "XdndFinished");
+    finished.data.data32[0] = target;
+    finished.data.data32[1] = taken ? 1 : 0;
+    finished.data.data32[2] =
+        taken ? internAtom(connection, "XdndActionCopy") : xcb_atom_t{XCB_ATOM_NONE};
+    xcb_send_event(connection, 0, source, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char*>(&finished));
+    xcb_flush(connection);
+}
+
 } // namespace verrabel

@@ -27,6 +27,11 @@ template <typename T>
                                                   std::initializer_list<std::string_view> names);
 [[nodiscard]] xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name);
 
+/// Tells a drag's source that its drop on our window `target` is finished: taken as a copy, or
+/// not taken. Sent at once.
+void sendDropFinished(xcb_connection_t* connection, xcb_window_t source, xcb_window_t target,
+                      bool taken);
+
 /// Whether some client owns the selection, such as a tray's or a compositor's.
 [[nodiscard]] bool selectionOwned(xcb_connection_t* connection, std::string_view selection);
 

@@ -120,22 +120,8 @@ XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QString
     std::free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
     readEvents();
     if (finish) {
-        finishDrop(source, *finish);
+        sendDropFinished(m_x, source, finish->target, true);
     }
-}
-
-void XdsExchange::finishDrop(std::uint32_t source, const XdsFinish& finish) {
-    xcb_client_message_event_t finished{};
-    finished.response_type = XCB_CLIENT_MESSAGE;
-    finished.format = 32;
-    finished.window = source;
-    finished.type = internAtom(m_x, "XdndFinished");
-    finished.data.data32[0] = finish.target;
-    finished.data.data32[1] = 1; // taken
-    finished.data.data32[2] = internAtom(m_x, "XdndActionCopy");
-    xcb_send_event(m_x, 0, source, XCB_EVENT_MASK_NO_EVENT,
-                   reinterpret_cast<const char*>(&finished));
-    xcb_flush(m_x);
 }
 
 XdsExchange::~XdsExchange() {

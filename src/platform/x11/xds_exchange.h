@@ -58,8 +58,6 @@ private:
     [[nodiscard]] XcbReply<xcb_get_property_reply_t> readProperty(bool remove, std::uint32_t offset,
                                                                   std::uint32_t length) const;
     void finish(SourceAnswer answer);
-    /// Tells the source that the drop is finished and taken.
-    void finishDrop(std::uint32_t source, const XdsFinish& finish);
 
     xcb_connection_t* m_x = nullptr;
     std::uint32_t m_window = 0;

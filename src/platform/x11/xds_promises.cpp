@@ -88,16 +88,7 @@ void XdsFilePromises::holdBack(xcb_client_message_event_t& drop) {
     QCoreApplication::sendEvent(drag.target, &dropped);
     if (m_finish) {
         // No promise took the drop on: refused, here and now.
-        xcb_connection_t* x11 = connection();
-        xcb_client_message_event_t finished{};
-        finished.response_type = XCB_CLIENT_MESSAGE;
-        finished.format = 32;
-        finished.window = m_dropSource;
-        finished.type = internAtom(x11, "XdndFinished");
-        finished.data.data32[0] = drop.window;
-        xcb_send_event(x11, 0, m_dropSource, XCB_EVENT_MASK_NO_EVENT,
-                       reinterpret_cast<const char*>(&finished));
-        xcb_flush(x11);
+        sendDropFinished(connection(), m_dropSource, drop.window, false);
         m_finish.reset();
     }
     // For Qt the drag left: it forgets it, and says nothing to the source.

@@ -73,7 +73,7 @@ bool XdsFilePromises::nativeEventFilter(const QByteArray& /*eventType*/, void* m
         if (client->type == m_dropAtom && client->format == 32) {
             m_dropSource = client->data.data32[0];
             m_dropTime = client->data.data32[2];
-            if (m_drag && m_drag->target && m_drag->data != nullptr && offers(*m_drag->data)) {
+            if (m_drag.target && m_drag.data != nullptr && offers(*m_drag.data)) {
                 holdBack(*client);
             }
         }
@@ -82,7 +82,7 @@ bool XdsFilePromises::nativeEventFilter(const QByteArray& /*eventType*/, void* m
 }
 
 void XdsFilePromises::holdBack(xcb_client_message_event_t& drop) {
-    const Drag drag = *std::exchange(m_drag, std::nullopt);
+    const Drag drag = std::exchange(m_drag, {});
     m_finish = XdsFinish{drop.window};
     QDropEvent dropped(drag.position, drag.actions, drag.data, drag.buttons, drag.modifiers);
     QCoreApplication::sendEvent(drag.target, &dropped);
@@ -110,7 +110,7 @@ bool XdsFilePromises::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::DragLeave:
     case QEvent::Drop:
         if (watched->isWidgetType()) {
-            m_drag.reset();
+            m_drag = {};
         }
         break;
     default:

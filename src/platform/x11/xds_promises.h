@@ -65,7 +65,7 @@ private:
     std::uint32_t m_leaveAtom = 0;
     std::uint32_t m_dropSource = 0;
     std::uint32_t m_dropTime = 0;
-    /// The drag as the last widget it moved over saw it.
+    /// The drag as the last widget it moved over saw it; no data when there is none.
     struct Drag {
         QPointer<QObject> target;
         QPointF position;
@@ -74,7 +74,7 @@ private:
         Qt::MouseButtons buttons;
         Qt::KeyboardModifiers modifiers;
     };
-    std::optional<Drag> m_drag;
+    Drag m_drag;
     /// The finish of the drop being held back, until a promise takes it on.
     std::optional<XdsFinish> m_finish;
     /// Stopped and joined when Verrabel quits; finished ones are dropped as new ones start.

@@ -6,7 +6,6 @@
 #include "shelf/shelf_controller.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTimer>
@@ -43,10 +42,7 @@ int main(int argc, char* argv[]) {
     }
 
     // One Verrabel per session: a later start shows the running one's shelf and ends.
-    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    verrabel::DbusSingleInstance instance(
-        QStringLiteral("org.verrabel.Verrabel"),
-        QDir(runtime).exists() && !runtime.isEmpty() ? runtime : QDir::tempPath());
+    verrabel::DbusSingleInstance instance(QStringLiteral("org.verrabel.Verrabel"));
     if (!instance.claim()) {
         return 0;
     }

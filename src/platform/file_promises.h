@@ -29,11 +29,8 @@ public:
     using Delivered = std::function<void(const Delivery&)>;
 
     virtual ~FilePromise() = default;
-    /// The names the source announces; possibly none.
-    [[nodiscard]] virtual QStringList fileNames() const = 0;
     /// Asks the source to write into `folder`; to be called during the drop. `rules` decide
-    /// when what arrives there is complete; `delivered` runs on the main thread once for each
-    /// announced name (for one when none is announced).
+    /// when what arrives there is complete; `delivered` runs on the main thread once.
     virtual void receive(const QString& folder, std::unique_ptr<DeliveryRules> rules,
                          Delivered delivered) = 0;
 };

@@ -43,15 +43,6 @@ std::optional<QString> makeFolder(const QString& path) {
     return std::nullopt;
 }
 
-/// One reception's count of files still to come, of items saved or failed, and its error
-/// lines. Only the promise queue touches it, one reader at a time.
-struct Reception {
-    qsizetype remaining;
-    qsizetype handled = 0;
-    QStringList errors;
-    bool folderInUse = false;
-};
-
 } // namespace
 
 void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receivers) {
@@ -67,40 +58,33 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
         }
         ++busy;
         message->setText(QStringLiteral("正在接收文件…"));
-        const qsizetype expected = std::max<qsizetype>(promise->fileNames().size(), 1);
-        auto reception = std::make_shared<Reception>(Reception{expected, 0, {}, false});
         promise->receive(
             folder, std::make_unique<DeliveryPolicy>(),
-            [weak = QPointer(this), reception, folder, expected](const Delivery& delivery) {
+            [weak = QPointer(this), folder](const Delivery& delivery) {
                 if (!weak) {
                     return;
                 }
                 ShelfController* self = weak.data();
-                self->promiseQueue->submit(
-                    [self, reception, folder, expected, delivery, desktopFolder = self->desktop] {
-                        if (delivery.error) {
-                            reception->errors.append(*delivery.error);
-                            ++reception->handled;
+                self->promiseQueue->submit([self, folder, delivery, desktopFolder = self->desktop] {
+                    QStringList errors;
+                    if (delivery.error) {
+                        errors.append(*delivery.error);
+                    }
+                    for (const QUrl& item : delivery.items) {
+                        if (const CopyResult copied = FileStore::copy(item, desktopFolder);
+                            copied.error) {
+                            errors.append(copied.error->description);
                         }
-                        reception->folderInUse = reception->folderInUse || delivery.folderInUse;
-                        for (const QUrl& item : delivery.items) {
-                            const CopyResult copied = FileStore::copy(item, desktopFolder);
-                            if (copied.error) {
-                                reception->errors.append(copied.error->description);
-                            }
-                            ++reception->handled;
-                        }
-                        if (--reception->remaining == 0) {
-                            if (!reception->folderInUse) {
-                                QDir(folder).removeRecursively();
-                            }
-                            // A source may deliver more items than it announced names.
-                            const qsizetype total = std::max(expected, reception->handled);
-                            postToMain(self, [self, errors = reception->errors, total] {
-                                self->finish(errors, total);
-                            });
-                        }
-                    });
+                    }
+                    if (!delivery.folderInUse) {
+                        QDir(folder).removeRecursively();
+                    }
+                    // One promise may bring several items (an archiver's entries under one
+                    // name); it counts one when it brought none.
+                    const qsizetype total =
+                        std::max<qsizetype>(delivery.items.size() + (delivery.error ? 1 : 0), 1);
+                    postToMain(self, [self, errors, total] { self->finish(errors, total); });
+                });
             });
     }
 }

@@ -166,12 +166,8 @@ struct FakeDrags final : FileDrags {
 
 /// A promise whose deliveries the test makes.
 struct FakePromise final : FilePromise {
-    explicit FakePromise(QStringList announced = {})
-        : names(std::move(announced)) {}
-    QStringList names;
     QString folder;
     Delivered delivered;
-    [[nodiscard]] QStringList fileNames() const override { return names; }
     void receive(const QString& destination, std::unique_ptr<DeliveryRules> /*rules*/,
                  Delivered onDelivered) override {
         folder = destination;

@@ -16,16 +16,17 @@ constexpr int kAskTimeoutMs = 800;
 
 } // namespace
 
-DbusSingleInstance::DbusSingleInstance(QString id, QString lockFolder)
+DbusSingleInstance::DbusSingleInstance(QString id)
     : m_id(std::move(id))
-    , m_path(QLatin1Char('/') + QString(m_id).replace(QLatin1Char('.'), QLatin1Char('/')))
-    , m_lockFolder(std::move(lockFolder)) {}
+    , m_path(QLatin1Char('/') + QString(m_id).replace(QLatin1Char('.'), QLatin1Char('/'))) {}
 
 bool DbusSingleInstance::claim() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || bus.interface() == nullptr) {
-        m_lock = std::make_unique<SessionLock>(
-            QDir(m_lockFolder).filePath(m_id + QStringLiteral(".lock")));
+        const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+        const QDir folder(!runtime.isEmpty() && QDir(runtime).exists() ? runtime
+                                                                       : QDir::tempPath());
+        m_lock = std::make_unique<SessionLock>(folder.filePath(m_id + QStringLiteral(".lock")));
         return m_lock->held();
     }
     // The object first, so that a start that finds the name taken can always be answered.
@@ -52,15 +53,6 @@ void DbusSingleInstance::Activate(const QVariantMap& /*platformData*/) {
     if (m_show) {
         m_show();
     }
-}
-
-void DbusSingleInstance::Open(const QStringList& /*uris*/, const QVariantMap& platformData) {
-    Activate(platformData);
-}
-
-void DbusSingleInstance::ActivateAction(const QString& /*name*/, const QVariantList& /*parameter*/,
-                                        const QVariantMap& platformData) {
-    Activate(platformData);
 }
 
 } // namespace verrabel

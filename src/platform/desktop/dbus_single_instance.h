@@ -1,37 +1,37 @@
 #pragma once
 
 #include "platform/linux/session_lock.h"
-#include "platform/single_instance.h"
 
 #include <QObject>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 namespace verrabel {
 
-/// The session bus name `id` (the application id), owned by the first Verrabel, which answers
-/// org.freedesktop.Application's Activate by showing the shelf. Without a session bus, a lock
-/// file in `lockFolder` keeps Verrabel to one; a later start cannot ask it for anything then.
-class DbusSingleInstance final : public QObject, public SingleInstance {
+/// One Verrabel per session: the session bus name `id` (the application id), owned by the first
+/// start, which answers org.freedesktop.Application's Activate by showing the shelf. Without a
+/// session bus, a lock file in $XDG_RUNTIME_DIR (else the temporary folder) keeps it to one; a
+/// later start cannot ask the first for anything then.
+class DbusSingleInstance final : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 public:
-    DbusSingleInstance(QString id, QString lockFolder);
+    explicit DbusSingleInstance(QString id);
 
-    bool claim() override;
-    void onShowAsked(std::function<void()> show) override;
+    /// Claims the session for this process: true when it is the first. Otherwise the one that
+    /// runs has been asked to show the shelf, where it can be asked, and this one is to end.
+    bool claim();
+    /// What to do when a later start asks this one to show the shelf.
+    void onShowAsked(std::function<void()> show);
 
-public Q_SLOTS: // org.freedesktop.Application
+public Q_SLOTS: // org.freedesktop.Application; the only method a later start calls
     void Activate(const QVariantMap& platformData);
-    void Open(const QStringList& uris, const QVariantMap& platformData);
-    void ActivateAction(const QString& name, const QVariantList& parameter,
-                        const QVariantMap& platformData);
 
 private:
     const QString m_id;
     const QString m_path;
-    const QString m_lockFolder;
     std::unique_ptr<SessionLock> m_lock;
     std::function<void()> m_show;
 };

@@ -35,9 +35,6 @@ public:
         , m_source(source)
         , m_time(time) {}
 
-    /// The name the source proposes is read only by the exchange, off the main thread.
-    [[nodiscard]] QStringList fileNames() const override { return {}; }
-
     void receive(const QString& folder, std::unique_ptr<DeliveryRules> rules,
                  Delivered delivered) override {
         m_promises.watch(folder, m_source, m_time, std::move(rules), std::move(delivered));

@@ -169,19 +169,29 @@ private:
     std::atomic<SourceAnswer> m_said = SourceAnswer::None;
 };
 
-/// The watch with the real folder, processes and rules at short times. Its timing checks
-/// leave a second's margin: what is decided when is the rules' test's to pin.
+/// The watch with the real folder and processes. No check races a sleep against a time: each
+/// case is told apart by what is delivered, and limits that are not its subject are long.
 class DeliveryWatch : public ::testing::Test, protected testing::Files {
 protected:
-    std::future<Delivery> watch() {
+    static constexpr DeliveryTimes kLong{0.2, 30, 30, 60, 30, 0.2};
+
+    /// Empties the folder for the next case.
+    void fresh() const {
         for (const QString& name : names({})) {
             QDir(path(name)).removeRecursively();
             QFile::remove(path(name));
         }
-        return std::async(std::launch::async, [this] {
-            DeliveryPolicy rules({0.2, 1.0, 1.5, 3.0, 0.3, 0.2});
+    }
+    std::future<Delivery> watch(DeliveryTimes times = kLong) {
+        return std::async(std::launch::async, [this, times] {
+            DeliveryPolicy rules(times);
             return awaitDelivery(path(), rules, std::stop_token(), source);
         });
+    }
+    /// The delivery, or a failure after far longer than it needs.
+    static Delivery result(std::future<Delivery>& delivery) {
+        EXPECT_EQ(delivery.wait_for(20s), std::future_status::ready);
+        return delivery.get();
     }
     QList<QUrl> urls(const QStringList& items) const {
         QList<QUrl> all;
@@ -213,60 +223,69 @@ TEST_F(DeliveryWatch, WaitsForWhatWorksInTheFolderAndDeliversOnlyTheFinalFiles) 
     // A source that reserves its name, writes beside it and renames over it, slowly: only the
     // whole file is delivered, though the reserved one was closed and settled long before.
     source.say(SourceAnswer::Saved);
-    auto delivery = watch();
+    fresh();
     const pid_t writer = shell(path(), "exec 3>entry.bin.part; : >entry.bin; printf 'first ' >&3; "
-                                       "sleep 2; printf 'whole' >&3; exec 3>&-; "
+                                       "sleep 1; printf 'whole' >&3; exec 3>&-; "
                                        "mv entry.bin.part entry.bin");
-    EXPECT_EQ(delivery.wait_for(1s), std::future_status::timeout);
-    waitpid(writer, nullptr, 0);
-    Delivery result = delivery.get();
-    EXPECT_EQ(result.items, urls({"entry.bin"}));
+    auto delivery = watch();
+    EXPECT_EQ(result(delivery).items, urls({"entry.bin"}));
     EXPECT_EQ(read("entry.bin"), "first whole");
+    waitpid(writer, nullptr, 0);
 
     // An extractor (its working directory there) that ends; our own open file holds nothing.
-    delivery = watch();
+    fresh();
     QFile ours(path("ours.txt"));
     ASSERT_TRUE(ours.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     ours.write("ours");
-    waitpid(shell(path(), "sleep 0.5; echo late >last.txt"), nullptr, 0);
-    EXPECT_EQ(delivery.get().items, urls({"last.txt", "ours.txt"}));
+    const pid_t extractor = shell(path(), "sleep 0.5; echo late >last.txt");
+    delivery = watch();
+    EXPECT_EQ(result(delivery).items, urls({"last.txt", "ours.txt"}));
+    waitpid(extractor, nullptr, 0);
     ours.close();
 
     // A helper of the source's that writes from elsewhere: done once it has ended, without the
-    // long quiet. One that never touches the folder holds nothing: done at the long quiet.
+    // long quiet.
     source.say(SourceAnswer::SavedBeforeWriting, getpid());
-    delivery = watch();
+    fresh();
     waitpid(shell("/", QString("echo a >'%1'").arg(path("first.txt"))), nullptr, 0);
-    EXPECT_EQ(delivery.wait_for(800ms), std::future_status::ready);
-    EXPECT_EQ(delivery.get().items, urls({"first.txt"}));
     delivery = watch();
-    const pid_t bystander = shell("/", "sleep 6");
+    EXPECT_EQ(result(delivery).items, urls({"first.txt"}));
+    // One that never touches the folder holds nothing: the file comes at the long quiet, not
+    // given up at the working limit.
+    fresh();
+    const pid_t bystander = shell("/", "exec sleep 30");
     write("first.txt");
-    EXPECT_EQ(delivery.wait_for(4s), std::future_status::ready);
-    EXPECT_EQ(delivery.get().items, urls({"first.txt"}));
+    delivery = watch({0.2, 1, 30, 3, 30, 0.2});
+    const Delivery alongside = result(delivery);
+    EXPECT_EQ(alongside.items, urls({"first.txt"}));
+    EXPECT_FALSE(alongside.error);
     kill(bystander, SIGTERM);
     waitpid(bystander, nullptr, 0);
 }
 
 TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {
+    const DeliveryTimes kShort{0.2, 1.0, 1.5, 3.0, 0.3, 0.2};
     source.say(SourceAnswer::Refused); // the source said it failed...
-    auto delivery = watch();
+    fresh();
     write("written anyway.txt"); // ...and wrote it all the same
     mkdir("a folder/inside");
     QFile::link("/etc/hostname", path("a link"));
-    const Delivery result = delivery.get();
-    EXPECT_FALSE(result.error);
-    EXPECT_EQ(result.items, urls({"a folder", "written anyway.txt"}));
-    QDir(path("a folder")).removeRecursively();
+    auto delivery = watch(kShort);
+    const Delivery written = result(delivery);
+    EXPECT_FALSE(written.error);
+    EXPECT_EQ(written.items, urls({"a folder", "written anyway.txt"}));
 
+    fresh();
     source.say(SourceAnswer::None);
-    EXPECT_EQ(watch().get().error, "来源程序在 1.5 秒内没有送来文件。");
+    delivery = watch(kShort);
+    EXPECT_EQ(result(delivery).error, "来源程序在 1.5 秒内没有送来文件。");
     source.say(SourceAnswer::Refused);
-    EXPECT_EQ(watch().get().error, "来源程序没能提供这个文件。");
+    delivery = watch(kShort);
+    EXPECT_EQ(result(delivery).error, "来源程序没能提供这个文件。");
     source.say(SourceAnswer::Saved);
-    delivery = watch();
     ASSERT_EQ(mkfifo(native("pipe"), 0644), 0);
-    const Delivery special = delivery.get();
+    delivery = watch(kShort);
+    const Delivery special = result(delivery);
     EXPECT_TRUE(special.items.isEmpty());
     EXPECT_EQ(special.error, "来源程序送来的不是普通文件或文件夹。");
 }

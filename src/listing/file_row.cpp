@@ -5,6 +5,7 @@
 #include "platform/file_icons.h"
 #include "platform/platform.h"
 #include "platform/workspace.h"
+#include "row_thumbnails.h"
 #include "shelf/colors.h"
 #include "shelf/controls.h"
 #include "shelf/frames.h"
@@ -51,7 +52,7 @@ QString FileRow::detailOf(const DesktopEntry& entry) {
 }
 
 FileRow::FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controller, int width,
-                 const Platform& platform, QWidget* parent)
+                 const Platform& platform, RowThumbnails* thumbnails, QWidget* parent)
     : QWidget(parent)
     , url(std::move(file))
     , owner(controller)
@@ -59,7 +60,10 @@ FileRow::FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controll
     , m_drags(platform.drags)
     , m_name(entry.name())
     , m_detail(detailOf(entry))
-    , m_icon(platform.icons.iconFor(m_name, kindOf(entry))) {
+    , m_icon(platform.icons.iconFor(m_name, kindOf(entry)))
+    , m_thumbnails(thumbnails)
+    , m_modified(entry.modified)
+    , m_mayHaveThumbnail(kindOf(entry) == FileKind::File) {
     resize(width, kHeight);
     setToolTip(url.toLocalFile());
     setAccessibleName(m_name);
@@ -88,7 +92,15 @@ void FileRow::paintEvent(QPaintEvent* /*event*/) {
                                  kHighlightRadius, kHighlightRadius);
         painter.fillPath(highlight, colors::withAlpha(colors::label(palette()), kHighlightAlpha));
     }
-    m_icon.paint(&painter, iconFrame());
+    askForThumbnail(); // an answer from memory comes at once
+    if (m_thumbnail.isNull()) {
+        m_icon.paint(&painter, iconFrame());
+    } else {
+        QRectF frame(QPointF(), m_thumbnail.deviceIndependentSize());
+        frame.moveCenter(QRectF(iconFrame()).center());
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawPixmap(frame, m_thumbnail, m_thumbnail.rect());
+    }
 
     const QRect nameArea = nameFrame().adjusted(kLabelInset, 0, -kLabelInset, 0);
     painter.setFont(pixelFont(font(), 13, QFont::Medium));
@@ -101,6 +113,22 @@ void FileRow::paintEvent(QPaintEvent* /*event*/) {
     painter.setPen(colors::secondaryLabel(palette()));
     painter.drawText(detailFrame().adjusted(kLabelInset, 0, -kLabelInset, 0),
                      Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, m_detail);
+}
+
+void FileRow::askForThumbnail() {
+    if (m_thumbnails == nullptr || !m_mayHaveThumbnail) {
+        return;
+    }
+    m_mayHaveThumbnail = false; // once
+    const qreal ratio = devicePixelRatioF();
+    const int pixels = static_cast<int>(std::ceil(iconFrame().width() * ratio));
+    m_thumbnailWanted = m_thumbnails->request(this, url.toLocalFile(), m_modified, pixels,
+                                              [this, ratio](const QImage& image) {
+                                                  m_thumbnail = QPixmap::fromImage(image);
+                                                  m_thumbnail.setDevicePixelRatio(ratio);
+                                                  m_icon = QIcon(m_thumbnail);
+                                                  update();
+                                              });
 }
 
 void FileRow::enterEvent(QEnterEvent* /*event*/) {

@@ -1,15 +1,18 @@
 #pragma once
 
 #include <QIcon>
+#include <QPixmap>
 #include <QPointer>
 #include <QUrl>
 #include <QWidget>
 
+#include <memory>
 #include <optional>
 
 namespace verrabel {
 
 class FileDrags;
+class RowThumbnails;
 class ShelfController;
 class Workspace;
 struct DesktopEntry;
@@ -24,8 +27,10 @@ class FileRow final : public QWidget {
 public:
     static constexpr int kHeight = 52;
 
+    /// Without `thumbnails` the row keeps the theme's icon.
     FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controller, int width,
-            const Platform& platform, QWidget* parent = nullptr);
+            const Platform& platform, RowThumbnails* thumbnails = nullptr,
+            QWidget* parent = nullptr);
 
     /// What the row says under the name: the size, or "文件夹".
     [[nodiscard]] static QString detailOf(const DesktopEntry& entry);
@@ -38,6 +43,8 @@ public:
     [[nodiscard]] QString name() const { return m_name; }
     [[nodiscard]] QString detail() const { return m_detail; }
     [[nodiscard]] bool isHovered() const { return m_hovered; }
+    /// The item's thumbnail, once it has come; null until then or without one.
+    [[nodiscard]] QPixmap thumbnail() const { return m_thumbnail; }
 
     // Where the row draws its parts, in its own top-left coordinates.
     [[nodiscard]] static QRect iconFrame();
@@ -55,12 +62,20 @@ protected:
 
 private:
     void dragOut();
+    /// Asks for the thumbnail the first time the row is painted: rows only made ready near the
+    /// visible band ask for nothing.
+    void askForThumbnail();
 
     Workspace& m_workspace;
     FileDrags& m_drags;
     QString m_name;
     QString m_detail;
     QIcon m_icon;
+    RowThumbnails* m_thumbnails;
+    double m_modified;
+    bool m_mayHaveThumbnail;
+    std::shared_ptr<void> m_thumbnailWanted;
+    QPixmap m_thumbnail;
     /// Where the press that a drag would start from happened, in window coordinates.
     std::optional<QPointF> m_down;
     bool m_hovered = false;

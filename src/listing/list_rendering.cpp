@@ -4,6 +4,7 @@
 #include "file_list_view.h"
 #include "file_row.h"
 #include "platform/work_queue.h"
+#include "row_thumbnails.h"
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
@@ -46,7 +47,8 @@ void ShelfController::render(const std::shared_ptr<const ScanResult>& result) {
     auto* view = new FileListView(
         std::shared_ptr<const DesktopListing>(result, listing),
         [this](const DesktopListing& items, const DesktopEntry& entry) {
-            return new FileRow(entry, items.urlOf(entry), this, kListWidth, m_platform);
+            return new FileRow(entry, items.urlOf(entry), this, kListWidth, m_platform,
+                               thumbnails.get());
         },
         kListWidth, kMinimumListHeight);
     if (rows == 0) {

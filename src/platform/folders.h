@@ -11,6 +11,8 @@ public:
     [[nodiscard]] virtual QString desktop() const = 0;
     /// The user's folder for temporary files.
     [[nodiscard]] virtual QString temporary() const = 0;
+    /// The thumbnail cache that file managers share.
+    [[nodiscard]] virtual QString thumbnails() const = 0;
 };
 
 } // namespace verrabel

@@ -3,6 +3,7 @@
 #include "controls.h"
 #include "drop_view.h"
 #include "frames.h"
+#include "listing/row_thumbnails.h"
 #include "notch_geometry.h"
 #include "platform/directory_watcher.h"
 #include "platform/folders.h"
@@ -43,7 +44,8 @@ ShelfController::ShelfController(const Platform& platform)
           platform.queues.makeSerialQueue(QStringLiteral("Verrabel.scan"), QueuePriority::Utility))
     , fileQueue(platform.queues.makeSerialQueue(QStringLiteral("Verrabel.files"),
                                                 QueuePriority::UserInitiated))
-    , promiseQueue(platform.queues.makeSerialQueue(QString(), QueuePriority::Default)) {
+    , promiseQueue(platform.queues.makeSerialQueue(QString(), QueuePriority::Default))
+    , thumbnails(std::make_unique<RowThumbnails>(platform.queues, platform.folders.thumbnails())) {
     content->setGeometry(0, 0, static_cast<int>(notch::kPanelWidth), kContentHeight);
     scroll->setGeometry(frameInParent(14, 49, 392, 230, kContentHeight));
 

@@ -25,6 +25,7 @@ class DropView;
 class FilePromise;
 class Label;
 class RepeatingTimer;
+class RowThumbnails;
 class ShelfPanel;
 class WorkQueue;
 struct Platform;
@@ -117,6 +118,8 @@ public:
     QString rowsSignature;
     const std::unique_ptr<WorkQueue> fileQueue;
     const std::unique_ptr<WorkQueue> promiseQueue;
+    /// The rows' thumbnails, with their own queue.
+    const std::unique_ptr<RowThumbnails> thumbnails;
     /// When the last scan was started.
     Date lastRefresh = kDistantPast;
 };

@@ -32,7 +32,9 @@ namespace verrabel::testing {
 struct FakeFolders final : Folders {
     QString desktopPath = QStringLiteral("/nonexistent/Desktop");
     QString temporaryPath = QStringLiteral("/nonexistent/tmp");
+    QString thumbnailsPath = QStringLiteral("/nonexistent/thumbnails");
     [[nodiscard]] QString desktop() const override { return desktopPath; }
+    [[nodiscard]] QString thumbnails() const override { return thumbnailsPath; }
     [[nodiscard]] QString temporary() const override { return temporaryPath; }
 };
 
@@ -271,6 +273,7 @@ protected:
         }
         platform.folders.desktopPath = files.path("Desktop");
         platform.folders.temporaryPath = files.path("tmp");
+        platform.folders.thumbnailsPath = files.path("thumbnails");
         shelf = std::make_unique<ShelfController>(platform.services);
         platform.finishScans();
         queue("Verrabel.files").runAll(); // the start-up sweep of half-made copies

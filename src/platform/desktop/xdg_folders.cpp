@@ -17,4 +17,9 @@ QString XdgFolders::temporary() const {
     return QDir::tempPath();
 }
 
+QString XdgFolders::thumbnails() const {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
+           QStringLiteral("/thumbnails");
+}
+
 } // namespace verrabel

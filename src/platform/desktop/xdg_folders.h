@@ -10,6 +10,7 @@ class XdgFolders final : public Folders {
 public:
     [[nodiscard]] QString desktop() const override;
     [[nodiscard]] QString temporary() const override;
+    [[nodiscard]] QString thumbnails() const override;
 };
 
 } // namespace verrabel

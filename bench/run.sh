@@ -8,6 +8,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$build/bench/tick_bench" --benchmark_min_time=0.5
 "$build/bench/listing_bench"
 "$here/listing_scale.sh" "$build"
+"$here/thumbnail_scale.sh" "$build"
 for session in x11 gnome-shell; do
   "$here/hover_latency.sh" "$build" "$session"
 done

@@ -9,6 +9,7 @@ class DirectoryWatchers;
 class FileDrags;
 class FileIcons;
 class FilePromises;
+class FileTransfers;
 class FloatingWindows;
 class Folders;
 class Pointer;
@@ -36,6 +37,7 @@ struct Platform {
     FileIcons& icons;
     FileDrags& drags;
     FilePromises& promises;
+    FileTransfers& transfers;
     ProcessActivity& activity;
     Settings& settings;
     StatusBar& statusBar;

@@ -3,6 +3,7 @@
 #include "clock.h"
 #include "platform/desktop/desktop_workspace.h"
 #include "platform/desktop/message_box_alerts.h"
+#include "platform/desktop/portal_file_transfers.h"
 #include "platform/desktop/qt_display.h"
 #include "platform/desktop/qt_settings.h"
 #include "platform/desktop/theme_file_icons.h"
@@ -59,13 +60,14 @@ struct SystemPlatform::Parts {
     TimerFdTimerFactory timers{&motion};
     InotifyWatchers watchers;
     ThemeFileIcons icons;
-    X11FileDrags drags;
+    PortalFileTransfers transfers;
+    X11FileDrags drags{transfers, queues};
     TimerSlackActivity activity;
     QtSettings settings;
     TrayStatusBar statusBar;
-    Platform services{folders,   screens,  pointer,  compositor, floating, clock,
-                      workspace, alerts,   queues,   timers,     watchers, icons,
-                      drags,     promises, activity, settings,   statusBar};
+    Platform services{folders,   screens,  pointer,   compositor, floating, clock,
+                      workspace, alerts,   queues,    timers,     watchers, icons,
+                      drags,     promises, transfers, activity,   settings, statusBar};
 };
 
 SystemPlatform::SystemPlatform()

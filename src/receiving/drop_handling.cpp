@@ -22,6 +22,16 @@ QList<QUrl> localFileUrls(const QMimeData* data) {
     return files;
 }
 
+/// The key of a document-portal transfer, as sandboxed applications give their files.
+QString transferKeyIn(const QMimeData* data) {
+    const QString type = QStringLiteral("application/vnd.portal.filetransfer");
+    if (!data->hasFormat(type)) {
+        return {};
+    }
+    // GTK ends the key with a NUL, as a C string.
+    return QString::fromUtf8(data->data(type)).remove(QChar()).trimmed();
+}
+
 } // namespace
 
 bool DropView::accepts(const QMimeData* mime) {
@@ -29,7 +39,10 @@ bool DropView::accepts(const QMimeData* mime) {
     if (QList<QUrl> files = localFileUrls(mime); !files.isEmpty()) {
         m_draggedFiles = std::move(files);
     }
-    return !m_draggedFiles.isEmpty() || m_promises.offers(*mime);
+    if (m_transferKey.isEmpty()) {
+        m_transferKey = transferKeyIn(mime);
+    }
+    return !m_draggedFiles.isEmpty() || !m_transferKey.isEmpty() || m_promises.offers(*mime);
 }
 
 bool DropView::acceptable(const QDropEvent* event) {
@@ -39,6 +52,7 @@ bool DropView::acceptable(const QDropEvent* event) {
 
 void DropView::dragEnterEvent(QDragEnterEvent* event) {
     m_draggedFiles.clear(); // a new drag
+    m_transferKey.clear();
     if (!acceptable(event)) {
         event->ignore();
         return;
@@ -87,15 +101,18 @@ void DropView::dropEvent(QDropEvent* event) {
     // A read that gives nothing at all failed; one that gives only web links did not.
     const QList<QUrl> files =
         event->mimeData()->urls().isEmpty() ? m_draggedFiles : localFileUrls(event->mimeData());
-    if (files.isEmpty()) {
+    // Handed over first: importFiles() and receive() raise `busy` before `receiving` falls, so
+    // the shelf's hold against collapsing never lapses between the two.
+    if (!m_transferKey.isEmpty()) {
+        controller->importTransferred(m_transferKey, files);
+    } else if (!files.isEmpty()) {
+        controller->importFiles(files);
+    } else {
         // The hint stays: nothing replaced it.
         clearDropState();
         event->ignore();
         return;
     }
-    // Handed over first: importFiles() and receive() raise `busy` before `receiving` falls, so
-    // the shelf's hold against collapsing never lapses between the two.
-    controller->importFiles(files);
     clearDropState();
     event->setDropAction(Qt::CopyAction);
     event->accept();
@@ -103,6 +120,7 @@ void DropView::dropEvent(QDropEvent* event) {
 
 void DropView::clearDropState() {
     m_draggedFiles.clear();
+    m_transferKey.clear();
     if (owner) {
         owner->receiving = false;
     }

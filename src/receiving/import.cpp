@@ -2,6 +2,8 @@
 
 #include "file_store.h"
 #include "platform/alerts.h"
+#include "platform/file_transfers.h"
+#include "platform/file_urls.h"
 #include "platform/main_thread.h"
 #include "platform/platform.h"
 #include "platform/work_queue.h"
@@ -9,22 +11,82 @@
 #include "shelf/shelf_controller.h"
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace verrabel {
+
+namespace {
+
+QString errorLine(const QUrl& url, const QString& description) {
+    return url.adjusted(QUrl::StripTrailingSlash).fileName() + QStringLiteral("：") + description;
+}
+
+/// Copies every item, in order; a failure is a line and never stops the rest.
+QStringList copyAll(const QList<QUrl>& urls, const QString& folder) {
+    QStringList errors;
+    for (const QUrl& url : urls) {
+        const CopyResult copied = FileStore::copy(url, folder);
+        if (copied.error) {
+            errors.append(errorLine(url, copied.error->description));
+        }
+    }
+    return errors;
+}
+
+QString describe(const TransferError& error) {
+    switch (error.failure) {
+    case TransferFailure::NoPortal:
+        return QStringLiteral("来自沙盒应用，但文档门户（xdg-desktop-portal）没有运行");
+    case TransferFailure::NoAnswer:
+        return QStringLiteral("来自沙盒应用，但文档门户没有应答");
+    case TransferFailure::Refused:
+        break;
+    }
+    return error.detail.isEmpty()
+               ? QStringLiteral("来自沙盒应用，但文档门户拒绝交出文件")
+               : QStringLiteral("来自沙盒应用，但文档门户拒绝交出文件（%1）").arg(error.detail);
+}
+
+bool readable(const QUrl& url) {
+    return ::access(nativePathOf(url).constData(), R_OK) == 0;
+}
+
+} // namespace
 
 void ShelfController::importFiles(const QList<QUrl>& urls) {
     ++busy;
     message->setText(QStringLiteral("正在复制到桌面…"));
     fileQueue->submit([this, urls, folder = desktop] {
+        QStringList errors = copyAll(urls, folder);
+        postToMain(this, [this, errors, total = urls.size()] { finish(errors, total); });
+    });
+}
+
+void ShelfController::importTransferred(const QString& key, const QList<QUrl>& urls) {
+    ++busy;
+    message->setText(QStringLiteral("正在复制到桌面…"));
+    fileQueue->submit([this, key, urls, folder = desktop, &transfers = m_platform.transfers] {
+        QList<QUrl> items = urls;
         QStringList errors;
-        for (const QUrl& url : urls) {
-            const CopyResult copied = FileStore::copy(url, folder);
-            if (copied.error) {
-                errors.append(url.adjusted(QUrl::StripTrailingSlash).fileName() +
-                              QStringLiteral("：") + copied.error->description);
+        // A path inside the sender's sandbox names nothing here; the portal's answer does.
+        if (std::none_of(urls.begin(), urls.end(), readable)) {
+            auto retrieved = transfers.retrieve(key);
+            if (const auto* error = std::get_if<TransferError>(&retrieved)) {
+                for (const QUrl& url : urls.isEmpty() ? QList<QUrl>{QUrl()} : urls) {
+                    errors.append(url.isEmpty() ? QStringLiteral("拖入的文件：") + describe(*error)
+                                                : errorLine(url, describe(*error)));
+                }
+                items.clear();
+            } else {
+                items.clear();
+                for (const QString& path : std::get<QStringList>(retrieved)) {
+                    items.append(QUrl::fromLocalFile(path));
+                }
             }
         }
-        postToMain(this, [this, errors, total = urls.size()] { finish(errors, total); });
+        errors += copyAll(items, folder);
+        const qsizetype total = std::max(items.size(), errors.size());
+        postToMain(this, [this, errors, total] { finish(errors, total); });
     });
 }
 

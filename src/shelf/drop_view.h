@@ -47,7 +47,7 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    /// Whether the drag can give local file URLs or file promises.
+    /// Whether the drag can give local file URLs, a portal transfer's key or file promises.
     [[nodiscard]] bool accepts(const QMimeData* mime);
     /// Acceptable content, and the source offers a copy.
     [[nodiscard]] bool acceptable(const QDropEvent* event);
@@ -57,6 +57,8 @@ private:
     /// The drag's files as read while it moved over the view: some compositors (wlroots) let
     /// the data be read only then, not once it is dropped.
     QList<QUrl> m_draggedFiles;
+    /// The drag's document-portal transfer key, read likewise.
+    QString m_transferKey;
     double m_cornerRadius;
     double m_rimWidth = 0;
     QColor m_rimColor;

@@ -56,6 +56,9 @@ public:
     void refresh();
     /// Copies dropped items into the Desktop in the background and reports how it went.
     void importFiles(const QList<QUrl>& urls);
+    /// Copies the files that a sandboxed application handed over by a document-portal key:
+    /// the URLs that came with it when they can be read, otherwise the files the portal gives.
+    void importTransferred(const QString& key, const QList<QUrl>& urls);
     /// Receives promised files, each promise through a temporary folder of its own.
     void receive(const QList<std::shared_ptr<FilePromise>>& receivers);
 

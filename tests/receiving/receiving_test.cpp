@@ -24,10 +24,14 @@ protected:
     /// Sends a drag entering, or a drop, with these URLs (none: data that cannot be read) to the
     /// shelf's root; returns whether the view took it.
     bool send(QEvent::Type type, const QList<QUrl>& urls = {},
-              Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction) {
+              Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction,
+              const QByteArray& transferKey = {}) {
         QMimeData data;
         if (!urls.isEmpty()) {
             data.setUrls(urls);
+        }
+        if (!transferKey.isEmpty()) {
+            data.setData("application/vnd.portal.filetransfer", transferKey);
         }
         QDragEnterEvent enter(QPoint(200, 200), offered, &data, Qt::LeftButton, Qt::NoModifier);
         QDropEvent drop(QPointF(200, 200), offered, &data, Qt::LeftButton, Qt::NoModifier);
@@ -127,6 +131,37 @@ TEST_F(Receiving, ImportsCopyInTheBackgroundAndReportFailuresInOneAlert) {
     shelf->busy = 0;
     finishWork();
     EXPECT_EQ(shelf->busy, 0);
+}
+
+TEST_F(Receiving, FilesFromSandboxedAppsComeByTheirPortalKey) {
+    // A drop that offers only a key (GTK ends it with a NUL) is a drop of files.
+    platform.transfers.files.insert("1", QStringList{from("a.txt").toLocalFile()});
+    const auto drop = [this](const QList<QUrl>& urls, const QByteArray& key) {
+        return send(QEvent::DragEnter, urls, Qt::CopyAction, key) && highlighted() &&
+               send(QEvent::Drop, urls, Qt::CopyAction, key);
+    };
+    EXPECT_TRUE(drop({}, QByteArray("1\0", 2)));
+    EXPECT_EQ(shelf->busy, 1);
+    finishWork();
+    EXPECT_EQ(files.names("Desktop"), QStringList{"a.txt"});
+    EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
+
+    // URLs that can be read here are taken as they are; the portal is not asked.
+    EXPECT_TRUE(drop({from("b.txt")}, "2"));
+    // A path inside a sandbox names nothing here: the portal's word is the error.
+    EXPECT_TRUE(drop({QUrl::fromLocalFile("/nonexistent/sandbox/c.txt")}, "3"));
+    platform.transfers.files.insert(
+        "4", TransferError{TransferFailure::Refused, QStringLiteral("Invalid transfer")});
+    EXPECT_TRUE(drop({}, "4"));
+    finishWork();
+    EXPECT_EQ(platform.transfers.retrieved, (QStringList{"1", "3", "4"}));
+    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt"}));
+    ASSERT_EQ(platform.alerts.shown.size(), 2);
+    EXPECT_EQ(platform.alerts.shown[0].informativeText,
+              "c.txt：来自沙盒应用，但文档门户（xdg-desktop-portal）没有运行");
+    EXPECT_EQ(platform.alerts.shown[1].informativeText,
+              "拖入的文件：来自沙盒应用，但文档门户拒绝交出文件（Invalid transfer）");
+    EXPECT_EQ(message(), "1 个项目保存失败");
 }
 
 TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {

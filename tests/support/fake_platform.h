@@ -7,6 +7,7 @@
 #include "platform/file_drags.h"
 #include "platform/file_icons.h"
 #include "platform/file_promises.h"
+#include "platform/file_transfers.h"
 #include "platform/folders.h"
 #include "platform/platform.h"
 #include "platform/process_activity.h"
@@ -154,6 +155,20 @@ struct FakeIcons final : FileIcons {
     [[nodiscard]] QIcon iconFor(const QString& /*name*/, FileKind /*kind*/) override { return {}; }
 };
 
+/// The document portal, answering from `files` by key; records the keys asked for.
+struct FakeTransfers final : FileTransfers {
+    QHash<QString, std::variant<QStringList, TransferError>> files;
+    QStringList retrieved;
+    [[nodiscard]] std::variant<QStringList, TransferError> retrieve(const QString& key) override {
+        retrieved.append(key);
+        return files.value(key, TransferError{TransferFailure::NoPortal, {}});
+    }
+    [[nodiscard]] std::variant<QString, TransferError> offer(const QByteArray& path) override {
+        return QString::fromUtf8(path);
+    }
+    void stop(const QString& /*key*/) override {}
+};
+
 /// Records drags; `during` runs while a drag is under way, as the user would move about.
 struct FakeDrags final : FileDrags {
     QList<QUrl> dragged;
@@ -255,12 +270,13 @@ struct FakePlatform {
     FakeIcons icons;
     FakeDrags drags;
     FakePromises promises;
+    FakeTransfers transfers;
     FakeActivity activity;
     FakeSettings settings;
     FakeStatusBar statusBar;
-    Platform services{folders,   screens,  pointer,  compositor, floating, clock,
-                      workspace, alerts,   queues,   timers,     watchers, icons,
-                      drags,     promises, activity, settings,   statusBar};
+    Platform services{folders,   screens,  pointer,   compositor, floating, clock,
+                      workspace, alerts,   queues,    timers,     watchers, icons,
+                      drags,     promises, transfers, activity,   settings, statusBar};
 };
 
 /// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/

@@ -10,6 +10,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -30,6 +31,19 @@ constexpr std::array<SizeFolder, 4> kFolders{
 constexpr QLatin1StringView kUriKey("Thumb::URI");
 constexpr QLatin1StringView kModifiedKey("Thumb::MTime");
 constexpr QLatin1StringView kSizeKey("Thumb::Size");
+
+// In bytes: files larger are left to the file manager, and so are images that would take more
+// to decode whole, where the format cannot decode them scaled down.
+constexpr qint64 kLargestImage = qint64{200} << 20;
+constexpr qint64 kLargestDrawing = qint64{16} << 20;
+constexpr qint64 kLargestDecoded = qint64{128} << 20;
+
+bool madeFormat(const QByteArray& format) {
+    constexpr std::array<const char*, 8> kFormats{"png",  "jpeg", "jpg", "gif",
+                                                  "webp", "bmp",  "svg", "svgz"};
+    return std::any_of(kFormats.begin(), kFormats.end(),
+                       [&format](const char* made) { return format == made; });
+}
 
 std::size_t firstFolderFor(int pixels) {
     std::size_t index = 0;
@@ -172,13 +186,31 @@ QImage ThumbnailCache::make(const Item& item, int pixels) const {
     const std::size_t index = firstFolderFor(pixels);
     const int side = kFolders.at(index).pixels;
     QImageReader reader(item.path);
-    reader.setAutoTransform(true); // a photo upright, as its camera meant
+    const QByteArray format = reader.format();
+    // What the name promised, or nothing: a TIFF named .png is the file manager's to show.
+    if (!format.isEmpty() && !madeFormat(format)) {
+        return {};
+    }
     const QSize original = reader.size();
+    // PNG's reader takes a size too, but decodes the whole image first.
+    const bool scalesWhileReading =
+        format == "jpeg" || format == "jpg" || format == "webp" || format.startsWith("svg");
+    // Too big to read whole without holding up the rows behind it: left to the file manager.
+    if (item.size > (format.startsWith("svg") ? kLargestDrawing : kLargestImage) ||
+        (!scalesWhileReading &&
+         static_cast<qint64>(original.width()) * original.height() * 4 > kLargestDecoded)) {
+        return {};
+    }
+    reader.setAutoTransform(true); // a photo upright, as its camera meant
     if (original.width() > side || original.height() > side) {
         reader.setScaledSize(original.scaled(side, side, Qt::KeepAspectRatio).expandedTo({1, 1}));
     }
     QImage image = reader.read();
     if (image.isNull()) {
+        if (reader.error() != QImageReader::InvalidDataError &&
+            reader.error() != QImageReader::UnsupportedFormatError) {
+            return {}; // gone or unreadable meanwhile: nothing to say about the image
+        }
         // Remembered, so that a broken image is not read again until it changes.
         QImage mark(1, 1, QImage::Format_ARGB32);
         mark.fill(Qt::transparent);

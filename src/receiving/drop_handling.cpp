@@ -22,14 +22,14 @@ QList<QUrl> localFileUrls(const QMimeData* data) {
     return files;
 }
 
-/// The key of a document-portal transfer, as sandboxed applications give their files.
+/// How sandboxed applications give their files: the key of a document-portal transfer.
+const char* const kTransferType = "application/vnd.portal.filetransfer";
+
 QString transferKeyIn(const QMimeData* data) {
-    const QString type = QStringLiteral("application/vnd.portal.filetransfer");
-    if (!data->hasFormat(type)) {
-        return {};
-    }
     // GTK ends the key with a NUL, as a C string.
-    return QString::fromUtf8(data->data(type)).remove(QChar()).trimmed();
+    return QString::fromUtf8(data->data(QString::fromLatin1(kTransferType)))
+        .remove(QChar())
+        .trimmed();
 }
 
 } // namespace
@@ -39,10 +39,14 @@ bool DropView::accepts(const QMimeData* mime) {
     if (QList<QUrl> files = localFileUrls(mime); !files.isEmpty()) {
         m_draggedFiles = std::move(files);
     }
-    if (m_transferKey.isEmpty()) {
+    m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferType));
+    // Asking for the key has the source make a transfer: only where nothing else gives files,
+    // once a drag; else at the drop.
+    if (m_offersTransfer && m_draggedFiles.isEmpty() && !m_transferKeyAsked) {
+        m_transferKeyAsked = true;
         m_transferKey = transferKeyIn(mime);
     }
-    return !m_draggedFiles.isEmpty() || !m_transferKey.isEmpty() || m_promises.offers(*mime);
+    return !m_draggedFiles.isEmpty() || m_offersTransfer || m_promises.offers(*mime);
 }
 
 bool DropView::acceptable(const QDropEvent* event) {
@@ -52,6 +56,8 @@ bool DropView::acceptable(const QDropEvent* event) {
 
 void DropView::dragEnterEvent(QDragEnterEvent* event) {
     m_draggedFiles.clear(); // a new drag
+    m_offersTransfer = false;
+    m_transferKeyAsked = false;
     m_transferKey.clear();
     if (!acceptable(event)) {
         event->ignore();
@@ -101,6 +107,9 @@ void DropView::dropEvent(QDropEvent* event) {
     // A read that gives nothing at all failed; one that gives only web links did not.
     const QList<QUrl> files =
         event->mimeData()->urls().isEmpty() ? m_draggedFiles : localFileUrls(event->mimeData());
+    if (m_offersTransfer && m_transferKey.isEmpty()) {
+        m_transferKey = transferKeyIn(event->mimeData());
+    }
     // Handed over first: importFiles() and receive() raise `busy` before `receiving` falls, so
     // the shelf's hold against collapsing never lapses between the two.
     if (!m_transferKey.isEmpty()) {
@@ -120,6 +129,8 @@ void DropView::dropEvent(QDropEvent* event) {
 
 void DropView::clearDropState() {
     m_draggedFiles.clear();
+    m_offersTransfer = false;
+    m_transferKeyAsked = false;
     m_transferKey.clear();
     if (owner) {
         owner->receiving = false;

@@ -57,7 +57,9 @@ private:
     /// The drag's files as read while it moved over the view: some compositors (wlroots) let
     /// the data be read only then, not once it is dropped.
     QList<QUrl> m_draggedFiles;
-    /// The drag's document-portal transfer key, read likewise.
+    /// The drag offers a document-portal transfer key; the key, once read.
+    bool m_offersTransfer = false;
+    bool m_transferKeyAsked = false;
     QString m_transferKey;
     double m_cornerRadius;
     double m_rimWidth = 0;

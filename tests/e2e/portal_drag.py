@@ -5,8 +5,8 @@
         style, ending with a NUL), made with StartTransfer and AddFiles. Ends when the target
         has finished the drop, with status 0 when it took it.
     portal_drag.py target X Y
-        Puts a 300 x 200 drop target at X,Y that asks every drop for its transfer key alone, as a
-        sandboxed app does, and retrieves the files with RetrieveFiles. Prints each path it got
+        Puts a 300 x 200 drop target at X,Y that asks a drop for its transfer key alone, when the
+        drag lists one, as a sandboxed app does, and retrieves the files with RetrieveFiles. Prints each path it got
         and whether it could read it, then ends."""
 
 import os
@@ -105,13 +105,22 @@ def target(x, y):
     me.map()
     DISPLAY.flush()
     print("ready", flush=True)
+    offered = []
     while True:
         seen = next_event(120, lambda seen: seen.type == X.ClientMessage)
         if seen is None:
             sys.exit("portal_drag: no drop came")
         source_window = DISPLAY.create_resource_object("window", seen.data[1][0])
-        if seen.client_type == atom("XdndPosition"):
+        if seen.client_type == atom("XdndEnter"):
+            offered = list(seen.data[1][2:5])
+            if seen.data[1][1] & 1:  # more than three: listed on the source's window
+                offered = source_window.get_full_property(atom("XdndTypeList"), Xatom.ATOM).value
+        elif seen.client_type == atom("XdndPosition"):
             send(source_window, me.id, "XdndStatus", 1, 0, 0, atom("XdndActionCopy"))
+        elif seen.client_type == atom("XdndDrop") and atom(TYPE) not in offered:
+            send(source_window, me.id, "XdndFinished", 0, 0)
+            print("no key offered", flush=True)
+            return
         elif seen.client_type == atom("XdndDrop"):
             me.convert_selection(atom("XdndSelection"), atom(TYPE), atom("KEY"), seen.data[1][2])
             DISPLAY.flush()

@@ -32,13 +32,16 @@ void setModified(const QString& path, qint64 seconds) {
 }
 
 /// A thumbnail as another program would have stored it.
-void storeThumbnail(const QString& file, const QString& item, qint64 modified,
-                    const QColor& color) {
+void storeThumbnail(const QString& file, const QString& item, qint64 modified, const QColor& color,
+                    const QString& size = {}) {
     QDir().mkpath(QFileInfo(file).path());
     QImage image(128, 128, QImage::Format_RGB32);
     image.fill(color);
     image.setText("Thumb::URI", QString::fromUtf8(ThumbnailCache::uriOf(item)));
     image.setText("Thumb::MTime", QString::number(modified));
+    if (!size.isEmpty()) {
+        image.setText("Thumb::Size", size);
+    }
     ASSERT_TRUE(image.save(file));
 }
 
@@ -52,8 +55,8 @@ TEST(ThumbnailCache, FindsValidThumbnailsAndStoresNewOnesAsFileManagersDo) {
     const QString root = files.path("cache/thumbnails");
     const ThumbnailCache cache(root);
     // GLib's escaping: the same bytes, the same thumbnail as the file manager's.
-    EXPECT_EQ(ThumbnailCache::uriOf("/tmp/x/a b;#[文件]%.png"),
-              "file:///tmp/x/a%20b%3B%23%5B%E6%96%87%E4%BB%B6%5D%25.png");
+    EXPECT_EQ(ThumbnailCache::uriOf("/tmp/x/!$&'()*+,:=@~ b;#[文件]%.png"),
+              "file:///tmp/x/!$&'()*+,:=@~%20b%3B%23%5B%E6%96%87%E4%BB%B6%5D%25.png");
     EXPECT_EQ(ThumbnailCache::folderFor(64), "normal");
     EXPECT_EQ(ThumbnailCache::folderFor(129), "large");
 
@@ -83,6 +86,10 @@ TEST(ThumbnailCache, FindsValidThumbnailsAndStoresNewOnesAsFileManagersDo) {
     const QImage fresh = cache.thumbnailFor(drawing, 64);
     EXPECT_EQ(fresh.size(), QSize(40, 40)); // never enlarged
     EXPECT_EQ(fresh.pixelColor(5, 5), QColor(Qt::green));
+    const QString ours =
+        root + "/normal/" + ThumbnailCache::fileNameOf(ThumbnailCache::uriOf(drawing));
+    storeThumbnail(ours, drawing, modifiedOf(drawing), Qt::red, "1"); // of another size
+    EXPECT_EQ(cache.thumbnailFor(drawing, 64).pixelColor(5, 5), QColor(Qt::green));
 
     // A broken image is remembered as failed until it changes; other files get nothing.
     const QString broken = files.path("broken.png");
@@ -91,9 +98,17 @@ TEST(ThumbnailCache, FindsValidThumbnailsAndStoresNewOnesAsFileManagersDo) {
     const QString failed =
         root + "/fail/verrabel/" + ThumbnailCache::fileNameOf(ThumbnailCache::uriOf(broken));
     EXPECT_EQ(QImage(failed).text("Thumb::MTime").toLongLong(), modifiedOf(broken));
+    const qint64 brokenAt = modifiedOf(broken);
     drawImage(broken, {10, 10}, Qt::yellow);
-    setModified(broken, modifiedOf(failed) - 60);
+    setModified(broken, brokenAt - 60);
     EXPECT_EQ(cache.thumbnailFor(broken, 32).pixelColor(1, 1), QColor(Qt::yellow));
+    // An image too big to decode whole is left alone: not read, not marked as broken.
+    // The PNG signature and a header for 20,000 × 20,000 pixels, 1.6 GB decoded.
+    files.write("huge.png", QByteArray::fromHex("89504e470d0a1a0a0000000d4948445200004e20"
+                                                "00004e200806000000e3704639"
+                                                "00000004494441540000000000000000"));
+    EXPECT_TRUE(cache.thumbnailFor(files.path("huge.png"), 32).isNull());
+    EXPECT_EQ(files.names("cache/thumbnails/fail/verrabel").size(), 1);
     files.write("notes.txt", "words");
     EXPECT_TRUE(cache.thumbnailFor(files.path("notes.txt"), 32).isNull());
     EXPECT_EQ(files.names("cache/thumbnails/normal").size(), 3);

@@ -155,18 +155,24 @@ struct FakeIcons final : FileIcons {
     [[nodiscard]] QIcon iconFor(const QString& /*name*/, FileKind /*kind*/) override { return {}; }
 };
 
-/// The document portal, answering from `files` by key; records the keys asked for.
+/// The document portal, answering from `files` by key and offering a file by its path as the
+/// key; records the keys asked for and stopped.
 struct FakeTransfers final : FileTransfers {
     QHash<QString, std::variant<QStringList, TransferError>> files;
     QStringList retrieved;
+    bool offersNone = false;
+    QStringList stopped;
     [[nodiscard]] std::variant<QStringList, TransferError> retrieve(const QString& key) override {
         retrieved.append(key);
         return files.value(key, TransferError{TransferFailure::NoPortal, {}});
     }
     [[nodiscard]] std::variant<QString, TransferError> offer(const QByteArray& path) override {
+        if (offersNone) {
+            return TransferError{TransferFailure::NoPortal, {}};
+        }
         return QString::fromUtf8(path);
     }
-    void stop(const QString& /*key*/) override {}
+    void stop(const QString& key) override { stopped.append(key); }
 };
 
 /// Records drags; `during` runs while a drag is under way, as the user would move about.

@@ -38,6 +38,7 @@ std::variant<QDBusMessage, TransferError> send(const QDBusMessage& call) {
     case QDBusError::Disconnected:
     case QDBusError::UnknownObject:
     case QDBusError::UnknownInterface:
+    case QDBusError::UnknownMethod: // a portal too old for file transfers
         return TransferError{TransferFailure::NoPortal, error.message()};
     case QDBusError::NoReply:
     case QDBusError::Timeout:

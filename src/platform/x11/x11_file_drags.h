@@ -1,22 +1,19 @@
 #pragma once
 
 #include "platform/file_drags.h"
+#include "platform/transfer_key_offer.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
-#include <QObject>
-#include <QString>
 
 #include <xcb/xcb.h>
 
-#include <memory>
-#include <vector>
+#include <optional>
 
 namespace verrabel {
 
 class FileTransfers;
 class QueueFactory;
-class WorkQueue;
 
 /// Drags with Qt's QDrag on X11, and the drag's data for whoever asks, until another drag begins.
 ///
@@ -26,8 +23,7 @@ class WorkQueue;
 /// comes to nothing. So every request for the drag's selection is answered here.
 ///
 /// A sandboxed target cannot open the file's path: it asks for a document-portal transfer key
-/// instead. The key is made only when one asks, off the main thread, and the request answered
-/// when it is there; it stays valid until the next drag.
+/// instead, which is made only then (`TransferKeyOffer`); X lets the request be answered late.
 class X11FileDrags final : public FileDrags, private QAbstractNativeEventFilter {
 public:
     X11FileDrags(FileTransfers& transfers, QueueFactory& queues);
@@ -39,25 +35,15 @@ public:
 
 private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
-    void answer(const xcb_selection_request_event_t& request);
-    /// Answers the requests waiting for the transfer key, with it or with nothing.
-    void answerWaiting();
+    /// Answers with the data of the type asked for; the key only once the drag still is ours.
+    void answer(const xcb_selection_request_event_t& request,
+                const std::optional<QByteArray>& key = std::nullopt);
     void forgetDrag();
 
-    FileTransfers& m_transfers;
     /// The data of the last drag, in the forms answered: a URI list and a plain path.
     QByteArray m_uris;
     QByteArray m_path;
-    /// The transfer key of the last drag's file, once made; "making" while it is being made.
-    enum class Key { None, Making, Made, Failed } m_keyState = Key::None;
-    QString m_key;
-    std::vector<xcb_selection_request_event_t> m_waiting;
-    /// Counts drags, so that a key made for an earlier one is not taken for the current one.
-    int m_drag = 0;
-    /// Where the key comes back to; goes with this object.
-    QObject m_context;
-    /// Last: it stops, and posts nothing more, before the rest goes.
-    std::unique_ptr<WorkQueue> m_queue;
+    TransferKeyOffer m_key;
 };
 
 } // namespace verrabel

@@ -2,7 +2,7 @@
 #include "listing/list_accessibility.h"
 #include "platform/desktop/dbus_single_instance.h"
 #include "platform/system_platform.h"
-#include "platform/x11/session.h"
+#include "platform/session.h"
 #include "shelf/shelf_controller.h"
 
 #include <QApplication>

@@ -13,12 +13,9 @@
 #include "platform/linux/thread_queue.h"
 #include "platform/linux/timer_slack_activity.h"
 #include "platform/linux/timerfd_timer.h"
-#include "platform/x11/x11_compositor.h"
-#include "platform/x11/x11_file_drags.h"
-#include "platform/x11/x11_floating_windows.h"
-#include "platform/x11/x11_motion_watch.h"
-#include "platform/x11/xds_promises.h"
-#include "platform/x11/xwayland_pointer.h"
+#include "platform/window_system.h"
+
+#include <QGuiApplication>
 
 #include <chrono>
 
@@ -34,40 +31,52 @@ public:
     }
 };
 
+/// Natively on Wayland where Qt runs there (the session chose it), else as an X11 client.
+std::unique_ptr<WindowSystem> makeWindowSystem(const WindowSystemNeeds& needs) {
+    if (QGuiApplication::platformName() == QLatin1String("wayland")) {
+        if (auto native = makeLayerShellWindowSystem(needs)) {
+            return native;
+        }
+    }
+    return makeX11WindowSystem(needs);
+}
+
 } // namespace
 
 struct SystemPlatform::Parts {
-    // First, so that its filter of X events comes last: it turns a promise's drop into a leave
-    // for Qt, and the others are to see the drop.
-    XdsFilePromises promises;
     XdgFolders folders;
     QtScreens screens;
-    const bool onXwayland = XwaylandPointer::isXwayland();
-    X11FloatingWindows floating{X11FloatingWindows::wantsManagedWindows(onXwayland)};
-    // X11 shows the pointer anywhere, and its RECORD extension hears every motion. Xwayland shows
-    // the pointer only over its own windows: a presence window watches where it matters.
-    std::unique_ptr<XwaylandPointer> xwayland =
-        onXwayland ? std::make_unique<XwaylandPointer>(screens, floating.isManaged()) : nullptr;
-    QtPointer x11Pointer;
-    X11MotionWatch x11Motion;
-    Pointer& pointer = xwayland ? static_cast<Pointer&>(*xwayland) : x11Pointer;
-    MotionWatch& motion = xwayland ? static_cast<MotionWatch&>(*xwayland) : x11Motion;
-    X11Compositor compositor;
+    ThreadQueueFactory queues;
+    PortalFileTransfers transfers;
+    // Before everything else that filters X events: see the X11 window system.
+    std::unique_ptr<WindowSystem> windows = makeWindowSystem({screens, transfers, queues});
     SystemClock clock;
     DesktopWorkspace workspace;
     MessageBoxAlerts alerts;
-    ThreadQueueFactory queues;
-    TimerFdTimerFactory timers{&motion};
+    TimerFdTimerFactory timers{&windows->motion()};
     InotifyWatchers watchers;
     ThemeFileIcons icons;
-    PortalFileTransfers transfers;
-    X11FileDrags drags{transfers, queues};
     TimerSlackActivity activity;
     QtSettings settings;
     TrayStatusBar statusBar;
-    Platform services{folders,   screens,  pointer,   compositor, floating, clock,
-                      workspace, alerts,   queues,    timers,     watchers, icons,
-                      drags,     promises, transfers, activity,   settings, statusBar};
+    Platform services{folders,
+                      screens,
+                      windows->pointer(),
+                      windows->compositor(),
+                      windows->floating(),
+                      clock,
+                      workspace,
+                      alerts,
+                      queues,
+                      timers,
+                      watchers,
+                      icons,
+                      windows->drags(),
+                      windows->promises(),
+                      transfers,
+                      activity,
+                      settings,
+                      statusBar};
 };
 
 SystemPlatform::SystemPlatform()

@@ -78,6 +78,14 @@ shelf_at() {
   shelf_mapped && xwininfo -root -tree |
     grep -E "\(\"verrabel\" \"Verrabel\"\)  420x350[-+0-9]*  \+$1\+$2\$" >/dev/null
 }
+# Natively on Wayland no X window tells of the shelf, a layer surface: the screen does, where
+# its light grey body would be, above the windows the scenarios open (and below the top bar a
+# desktop may keep). A native scenario makes this its shelf_mapped.
+shelf_drawn() {
+  local r g b
+  IFS=, read -r r g b < <(wayland_pixel 800 150 | tr -dc '0-9,')
+  ((r >= 215 && r <= 240 && g >= 215 && g <= 240 && b >= 215 && b <= 240))
+}
 desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
 
 # Where the shelf hangs: from the top edge, or from a bar the desktop keeps there (GNOME's).

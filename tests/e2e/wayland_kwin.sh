@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Under KWin, Plasma's compositor, nested, Verrabel on Xwayland: the shelf comes down at the top
+# Under KWin, Plasma's compositor, nested, Verrabel on Xwayland (chosen: natively is the other
+# scenario's): the shelf comes down at the top
 # centre and goes with the pointer moving as a hand does, pauses included; a file dragged from a
 # native file manager by way of the top centre lands in it (KWin hands such drags only to windows
 # it manages, and their data only to the active one); a row goes to an X11 file manager.
@@ -13,7 +14,7 @@ pointer mousemove 100 990
 # KWin centres a 700x450 thunar at (450, 275); its first icon is at (667, 420).
 wayland_thunar_size 700 450
 wayland_until_drawn 800 500 wayland_native thunar "$HOME/native"
-e2e_launch
+e2e_launch VERRABEL_BACKEND=xwayland
 sleep 1
 expect_hover
 

@@ -1,6 +1,7 @@
 #include "xwayland_pointer.h"
 
 #include "platform/desktop/qt_display.h"
+#include "platform/desktop/tooltips_pass_pointer.h"
 #include "xcb_calls.h"
 
 #include <QCoreApplication>
@@ -81,21 +82,6 @@ QPointF fromPixel(const QPoint& pixel) {
     return pixel;
 }
 
-/// A tooltip is a window of its own, and the pointer over it would be over no window of the
-/// shelf's: tooltips let the pointer through to the panel below them.
-class PointerThroughTooltips final : public QObject {
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Show && watched->isWidgetType()) {
-            auto* widget = static_cast<QWidget*>(watched);
-            if (widget->windowType() == Qt::ToolTip && widget->windowHandle() != nullptr) {
-                widget->windowHandle()->setFlag(Qt::WindowTransparentForInput);
-            }
-        }
-        return false;
-    }
-};
-
 /// Makes the presence window a dock: above ordinary windows, on every desktop, where it asks to
 /// be, never focused. Unlike the panel it is not kept above the other docks, so that the panel,
 /// which is, lies over it: KWin hands a drag to the window on top, whatever its input shape.
@@ -160,8 +146,7 @@ XwaylandPointer::XwaylandPointer(const Screens& screens, bool managed)
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                      [this] { readEvents(); });
     QCoreApplication::instance()->installNativeEventFilter(this);
-    m_tooltips = std::make_unique<PointerThroughTooltips>();
-    QCoreApplication::instance()->installEventFilter(m_tooltips.get());
+    m_tooltips = std::make_unique<TooltipsPassPointer>();
 }
 
 XwaylandPointer::~XwaylandPointer() {

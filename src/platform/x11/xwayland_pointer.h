@@ -16,6 +16,8 @@ struct xcb_enter_notify_event_t;
 
 namespace verrabel {
 
+class TooltipsPassPointer;
+
 /// The pointer in a Wayland session, through Xwayland, where an X client sees the pointer only
 /// while it is over one of the X server's windows. A fully transparent override-redirect window
 /// of ours, the presence window, covers the zones where the pointer matters and a ring around
@@ -65,7 +67,7 @@ private:
     std::uint32_t m_window = 0;
     std::uint32_t m_panelWindow = 0;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    std::unique_ptr<QObject> m_tooltips;
+    std::unique_ptr<TooltipsPassPointer> m_tooltips;
     std::function<void()> m_onArrival;
     /// The window of ours the pointer is over, by the last crossing.
     std::uint32_t m_over = 0;

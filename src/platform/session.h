@@ -18,9 +18,12 @@ struct Session {
     std::optional<QString> problem;
 };
 
-/// Verrabel runs on X11, in a Wayland session through Xwayland: Qt's Wayland platform could
-/// neither place a window nor read the pointer.
-/// `arguments` are the command line's, which may name a platform of the user's own.
+/// In a Wayland session whose compositor offers layer surfaces, and in a build that has the
+/// layer-shell backend, Verrabel runs natively; everywhere else on X11, in a Wayland session
+/// through Xwayland (Qt's Wayland platform alone can neither place a window at the screen's
+/// edge nor see the pointer there). `--backend=layer-shell|xwayland` on the command line, or
+/// VERRABEL_BACKEND, forces either. `arguments` are the command line's, which may also name a
+/// platform of the user's own.
 [[nodiscard]] Session prepareSession(const QByteArrayList& arguments);
 
 } // namespace verrabel

@@ -1,0 +1,67 @@
+#include "session.h"
+
+#include "platform/wayland/wayland_session.h"
+#include "platform/window_system.h"
+#include "platform/x11/x11_display.h"
+
+#include <algorithm>
+
+namespace verrabel {
+
+namespace {
+
+/// The backend asked for, "layer-shell" or "xwayland"; empty for the automatic choice.
+QByteArray backendAskedFor(const QByteArrayList& arguments) {
+    for (const QByteArray& argument : arguments) {
+        if (argument.startsWith("--backend=")) {
+            return argument.mid(static_cast<qsizetype>(sizeof "--backend=") - 1);
+        }
+    }
+    return qgetenv("VERRABEL_BACKEND");
+}
+
+} // namespace
+
+Session prepareSession(const QByteArrayList& arguments) {
+    // A platform named on the command line is the user's choice.
+    if (std::any_of(arguments.begin(), arguments.end(), [](const QByteArray& argument) {
+            return argument == "-platform" || argument == "--platform";
+        })) {
+        return {};
+    }
+    // Qt would take the Wayland platform for XDG_SESSION_TYPE=wayland, also where
+    // WAYLAND_DISPLAY is missing; only a platform other than these is someone's choice.
+    const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");
+    if (!chosen.isEmpty() && !chosen.startsWith("xcb") && !chosen.contains("wayland")) {
+        return {};
+    }
+    const QByteArray backend = backendAskedFor(arguments);
+    if (!backend.isEmpty() && backend != "layer-shell" && backend != "xwayland") {
+        return {{},
+                QStringLiteral("Verrabel：未知的显示方式 \"%1\"（可用：layer-shell、xwayland）。")
+                    .arg(QString::fromLocal8Bit(backend))};
+    }
+    if (backend != "xwayland" && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        layerShellBuilt() && compositorOffersLayerShell()) {
+        return {"wayland", std::nullopt};
+    }
+    if (backend == "layer-shell") {
+        return {{},
+                layerShellBuilt()
+                    ? QStringLiteral("Verrabel：此 Wayland 合成器不提供 layer-shell，"
+                                     "无法以 layer-shell 方式运行。")
+                    : QStringLiteral("Verrabel：此版本构建时未带 layer-shell 支持。")};
+    }
+    Session session{"xcb", std::nullopt};
+    if (!x11DisplayOpens()) {
+        const QString display = qEnvironmentVariableIsEmpty("DISPLAY")
+                                    ? QStringLiteral("未设置")
+                                    : QStringLiteral("\"%1\"").arg(qEnvironmentVariable("DISPLAY"));
+        session.problem = QStringLiteral("Verrabel：无法连接 X 显示（DISPLAY %1）。Verrabel 需要 "
+                                         "X11 会话，或 Wayland 会话中的 Xwayland。")
+                              .arg(display);
+    }
+    return session;
+}
+
+} // namespace verrabel

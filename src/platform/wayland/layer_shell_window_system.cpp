@@ -1,0 +1,106 @@
+// Verrabel as a native Wayland client: its windows are layer surfaces, Qt's Wayland platform
+// does drag and drop, and nothing promises files (X Direct Save is an X11 protocol).
+
+#include "layer_shell_windows.h"
+#include "platform/file_drags.h"
+#include "platform/file_promises.h"
+#include "platform/window_system.h"
+#include "wayland_pointer.h"
+#include "wayland_session.h"
+
+#include <QDrag>
+#include <QMimeData>
+#include <QWidget>
+
+#include <cstring>
+#include <wayland-client.h>
+
+namespace verrabel {
+
+namespace {
+
+constexpr int kImageSize = 32;
+
+class QtFileDrags final : public FileDrags {
+public:
+    void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) override {
+        auto* data = new QMimeData;
+        data->setUrls({file});
+        auto* drag = new QDrag(source);
+        drag->setMimeData(data);
+        drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
+        drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
+        // Copy only: the item is never moved.
+        drag->exec(Qt::CopyAction, Qt::CopyAction);
+    }
+};
+
+class NoFilePromises final : public FilePromises {
+public:
+    [[nodiscard]] bool offers(const QMimeData& /*data*/) const override { return false; }
+    [[nodiscard]] QList<std::shared_ptr<FilePromise>>
+    receivers(const QMimeData& /*data*/) override {
+        return {};
+    }
+};
+
+class Composited final : public Compositor {
+public:
+    [[nodiscard]] bool isActive() const override { return true; }
+};
+
+class LayerShellWindowSystem final : public WindowSystem {
+public:
+    explicit LayerShellWindowSystem(const WindowSystemNeeds& needs)
+        : m_pointer(needs.screens, m_windows) {}
+
+    Pointer& pointer() override { return m_pointer; }
+    MotionWatch& motion() override { return m_pointer; }
+    FloatingWindows& floating() override { return m_windows; }
+    Compositor& compositor() override { return m_compositor; }
+    FileDrags& drags() override { return m_drags; }
+    FilePromises& promises() override { return m_promises; }
+
+private:
+    LayerShellWindows m_windows;
+    WaylandPointer m_pointer;
+    Composited m_compositor;
+    QtFileDrags m_drags;
+    NoFilePromises m_promises;
+};
+
+void noteGlobal(void* found, wl_registry* /*registry*/, std::uint32_t /*name*/,
+                const char* interface, std::uint32_t /*version*/) {
+    if (std::strcmp(interface, "zwlr_layer_shell_v1") == 0) {
+        *static_cast<bool*>(found) = true;
+    }
+}
+
+void forgetGlobal(void* /*found*/, wl_registry* /*registry*/, std::uint32_t /*name*/) {}
+
+} // namespace
+
+std::unique_ptr<WindowSystem> makeLayerShellWindowSystem(const WindowSystemNeeds& needs) {
+    return std::make_unique<LayerShellWindowSystem>(needs);
+}
+
+bool layerShellBuilt() {
+    return true;
+}
+
+bool compositorOffersLayerShell() {
+    wl_display* display = wl_display_connect(nullptr);
+    if (display == nullptr) {
+        return false;
+    }
+    bool found = false;
+    const wl_registry_listener listener{&noteGlobal, &forgetGlobal};
+    wl_registry* registry = wl_display_get_registry(display);
+    wl_registry_add_listener(registry, &listener, &found);
+    wl_display_roundtrip(display);
+    wl_registry_destroy(registry);
+    wl_display_disconnect(display);
+    return found;
+}
+
+} // namespace verrabel

@@ -1,0 +1,58 @@
+#include "layer_shell_windows.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWidget>
+#include <QWindow>
+
+#include <LayerShellQt/Window>
+
+namespace verrabel {
+
+void LayerShellWindows::setUp(QWidget& window) {
+    window.setWindowFlags(Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
+    window.setAttribute(Qt::WA_ShowWithoutActivating);
+    // The layer surface is set up on the window before it is first shown.
+    window.winId();
+    auto* layer = LayerShellQt::Window::get(window.windowHandle());
+    layer->setScope(QStringLiteral("verrabel"));
+    layer->setLayer(LayerShellQt::Window::LayerOverlay);
+    layer->setKeyboardInteractivity(LayerShellQt::Window::KeyboardInteractivityNone);
+    // Placed from the screen's very corner: a bar's reserved band is Verrabel's to hang from.
+    layer->setExclusiveZone(-1);
+    layer->setAnchors({LayerShellQt::Window::AnchorTop | LayerShellQt::Window::AnchorLeft});
+    window.installEventFilter(this);
+    place(window);
+}
+
+bool LayerShellWindows::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Move || event->type() == QEvent::Resize ||
+        event->type() == QEvent::Show) {
+        place(*static_cast<QWidget*>(watched));
+    }
+    return false;
+}
+
+void LayerShellWindows::place(QWidget& window) {
+    QWindow* handle = window.windowHandle();
+    if (handle == nullptr) {
+        return;
+    }
+    const QRect geometry = window.geometry();
+    QScreen* screen = QGuiApplication::screenAt(geometry.center());
+    if (screen == nullptr) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    if (screen == nullptr) {
+        return;
+    }
+    // The screen is taken when the surface is made, at the next showing.
+    if (handle->screen() != screen) {
+        handle->setScreen(screen);
+    }
+    const QPoint offset = geometry.topLeft() - screen->geometry().topLeft();
+    LayerShellQt::Window::get(handle)->setMargins({offset.x(), offset.y(), 0, 0});
+}
+
+} // namespace verrabel

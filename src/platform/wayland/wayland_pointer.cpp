@@ -1,0 +1,138 @@
+#include "wayland_pointer.h"
+
+#include "layer_shell_windows.h"
+#include "platform/desktop/qt_display.h"
+#include "platform/desktop/tooltips_pass_pointer.h"
+
+#include <QCoreApplication>
+#include <QDropEvent>
+#include <QEnterEvent>
+#include <QMouseEvent>
+#include <QRegion>
+#include <QWidget>
+#include <QWindow>
+
+#include <utility>
+
+namespace verrabel {
+
+namespace {
+
+/// Transparent, and refuses every drag: it only sees where drags and the pointer go.
+class PresenceSurface final : public QWidget {
+public:
+    PresenceSurface() {
+        setAttribute(Qt::WA_TranslucentBackground);
+        setMouseTracking(true);
+        setAcceptDrops(true);
+        setWindowTitle(QStringLiteral("Verrabel presence"));
+    }
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override { event->ignore(); }
+    void dragMoveEvent(QDragMoveEvent* event) override { event->ignore(); }
+};
+
+} // namespace
+
+WaylandPointer::WaylandPointer(const Screens& screens, LayerShellWindows& windows)
+    : m_screens(screens)
+    , m_presence(std::make_unique<PresenceSurface>())
+    , m_tooltips(std::make_unique<TooltipsPassPointer>()) {
+    windows.setUp(*m_presence);
+    QCoreApplication::instance()->installEventFilter(this);
+}
+
+WaylandPointer::~WaylandPointer() = default;
+
+std::optional<QPointF> WaylandPointer::location() {
+    if (m_over == nullptr) {
+        return std::nullopt; // over no surface of ours: away
+    }
+    return pointOfPixel(m_at);
+}
+
+void WaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
+    m_panel = &panel;
+    // Exactly the zones, which take the pointer from the surfaces below; where the panel is
+    // shown, it takes its own.
+    QRegion region;
+    for (const QRectF& zone : zones) {
+        region |= m_screens.toWindowGeometry(zone);
+    }
+    if (panel.isVisible()) {
+        region -= panel.geometry();
+    }
+    if (region.isEmpty()) {
+        m_presence->hide();
+        return;
+    }
+    const QRect bounds = region.boundingRect();
+    if (m_presence->geometry() != bounds) {
+        m_presence->setGeometry(bounds);
+    }
+    m_presence->setMask(region.translated(-bounds.topLeft()));
+    if (!m_presence->isVisible()) {
+        m_presence->show();
+    }
+}
+
+bool WaylandPointer::awaitMotion(std::function<void()> onMotion) {
+    m_onArrival = std::move(onMotion);
+    return true;
+}
+
+void WaylandPointer::cancel() {
+    m_onArrival = nullptr;
+}
+
+const QWidget* WaylandPointer::ownerOf(const QObject* window) const {
+    if (window == m_presence->windowHandle()) {
+        return m_presence.get();
+    }
+    return m_panel && window == m_panel->windowHandle() ? m_panel.data() : nullptr;
+}
+
+bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
+    // The windows' own events: every move comes to them, whatever their widgets track.
+    if (!watched->isWindowType()) {
+        return false;
+    }
+    const QWidget* owner = ownerOf(watched);
+    if (owner == nullptr) {
+        return false;
+    }
+    switch (event->type()) {
+    case QEvent::Enter:
+        seen(*owner, static_cast<QEnterEvent*>(event)->position());
+        break;
+    case QEvent::MouseMove:
+        seen(*owner, static_cast<QMouseEvent*>(event)->position());
+        break;
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+        seen(*owner, static_cast<QDropEvent*>(event)->position());
+        break;
+    case QEvent::Leave:
+    case QEvent::DragLeave:
+        if (owner == m_over) {
+            m_over = nullptr;
+        }
+        break;
+    default:
+        break;
+    }
+    return false;
+}
+
+void WaylandPointer::seen(const QWidget& window, const QPointF& position) {
+    // Layer surfaces have no position that Qt could tell; ours are where their geometry says.
+    m_over = &window;
+    m_at = QPointF(window.geometry().topLeft()) + position;
+    if (m_onArrival) {
+        auto arrival = std::exchange(m_onArrival, nullptr);
+        arrival();
+    }
+}
+
+} // namespace verrabel

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/display.h"
+#include "platform/motion_watch.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+namespace verrabel {
+
+class LayerShellWindows;
+class TooltipsPassPointer;
+
+/// The pointer for a native Wayland client, which sees it only over its own surfaces. A
+/// transparent layer surface of ours, the presence surface, takes the pointer in the zones where
+/// it matters and nowhere else (its input region); over no surface of ours the pointer counts as
+/// away. Drags count as the pointer too: over the presence surface they are seen and refused.
+/// Arrivals and moves over our surfaces, by pointer or drag, end the hover timer's naps.
+class WaylandPointer final : public QObject, public Pointer, public MotionWatch {
+    Q_OBJECT
+public:
+    WaylandPointer(const Screens& screens, LayerShellWindows& windows);
+    ~WaylandPointer() override;
+    WaylandPointer(const WaylandPointer&) = delete;
+    WaylandPointer& operator=(const WaylandPointer&) = delete;
+
+    [[nodiscard]] std::optional<QPointF> location() override;
+    void watch(const QList<QRectF>& zones, const QWidget& panel) override;
+    [[nodiscard]] bool seenOnlyWhereTaken() const override { return true; }
+    bool awaitMotion(std::function<void()> onMotion) override;
+    void cancel() override;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    /// The presence surface or the panel, when `window` is theirs.
+    [[nodiscard]] const QWidget* ownerOf(const QObject* window) const;
+    void seen(const QWidget& window, const QPointF& position);
+
+    const Screens& m_screens;
+    std::unique_ptr<QWidget> m_presence;
+    QPointer<const QWidget> m_panel;
+    std::unique_ptr<TooltipsPassPointer> m_tooltips;
+    std::function<void()> m_onArrival;
+    /// The surface of ours the pointer is over, and where it was last seen, in Qt's global
+    /// coordinates.
+    const QWidget* m_over = nullptr;
+    QPointF m_at;
+};
+
+} // namespace verrabel

@@ -177,6 +177,37 @@ expect_click_below_the_edge() {
   expect "the click reaches the native window" eventually 3 grep -Eqx '[0-9]+ [0-9]+' "$note" 2>/dev/null
 }
 
+# Under sway: waybar, started after Verrabel, docks Verrabel's StatusNotifierItem, whose menu is
+# the X11 tray's.
+expect_tray_in_waybar() {
+  mkdir -p "$XDG_CONFIG_HOME/waybar"
+  echo '{ "position": "bottom", "height": 26, "modules-right": ["tray"] }' \
+    >"$XDG_CONFIG_HOME/waybar/config"
+  wayland_own "$XDG_CONFIG_HOME"
+  wayland_exec waybar
+  session_bus() {
+    runuser -u "$WAYLAND_USER" -- env DBUS_SESSION_BUS_ADDRESS="$(tr '\0' '\n' <"/proc/$E2E_APP/environ" |
+      sed -n 's/^DBUS_SESSION_BUS_ADDRESS=//p')" gdbus call --session "$@"
+  }
+  tray_item() {
+    session_bus --dest org.kde.StatusNotifierWatcher --object-path /StatusNotifierWatcher \
+      --method org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher \
+      RegisteredStatusNotifierItems 2>/dev/null | grep -o "':[0-9.]*/StatusNotifierItem'"
+  }
+  tray_docked() { tray_item >/dev/null; }
+  expect "the item docks in waybar, started after Verrabel" eventually 8 tray_docked
+  local item menu layout title
+  item=$(tray_item | tr -d "'")
+  menu=$(session_bus --dest "${item%%/*}" --object-path "/${item#*/}" \
+    --method org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem Menu |
+    sed -E "s/.*'(.*)'.*/\1/")
+  layout=$(session_bus --dest "${item%%/*}" --object-path "$menu" \
+    --method com.canonical.dbusmenu.GetLayout 0 -- -1 "@as []")
+  for title in 展开桌面文件 "在 Finder 中打开桌面" "退出 Verrabel"; do
+    expect "the menu offers $title" grep -q "'label': <'$title'>" <<<"$layout"
+  done
+}
+
 # Promised files. The temporary folders live in $TMPDIR; the result is read through AT-SPI,
 # which wants the scenario to unset NO_AT_BRIDGE and launch with
 # QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1.

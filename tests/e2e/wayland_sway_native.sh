@@ -2,7 +2,8 @@
 # In a sway session (wlroots, nested), Verrabel natively, its windows layer surfaces: the shelf
 # comes down when the pointer is pushed against the top edge at the centre and goes when it
 # leaves; a file dragged from native thunar lands, a row dragged into native thunar is copied
-# there, and a click just below the edge reaches the window under it.
+# there, the tray item docks in waybar, and a click just below the edge reaches the window under
+# it.
 source "$(dirname "$0")/lib.sh"
 # Only a build with the layer-shell backend runs natively.
 grep -q '^LayerShellQt_DIR:PATH=/' "$E2E_BUILD/CMakeCache.txt" || {
@@ -52,4 +53,5 @@ outer drag "$FIRST_ROW_X" $(($(first_row_y) + 54)) 300 700
 expect "a row dragged into native thunar is copied" eventually 5 test -e "$HOME/native/keep.txt"
 expect "the copy is whole" cmp -s "$HOME/native/keep.txt" "$E2E_DESKTOP/keep.txt"
 
+expect_tray_in_waybar
 expect_click_below_the_edge

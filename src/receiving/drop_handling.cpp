@@ -12,14 +12,25 @@ namespace verrabel {
 
 namespace {
 
-QList<QUrl> localFileUrls(const QMimeData* data) {
-    QList<QUrl> files;
+/// Whether the URL names an item, a local file or one that is not (an archive's entry,
+/// archive://, or a remote file, as file managers offer them): the import copies the one and says
+/// why it cannot copy the other. Web pages are links, not items.
+bool namesAnItem(const QUrl& url) {
+    static const QStringList kLinks{QStringLiteral("http"),      QStringLiteral("https"),
+                                    QStringLiteral("ftp"),       QStringLiteral("mailto"),
+                                    QStringLiteral("data"),      QStringLiteral("about"),
+                                    QStringLiteral("javascript")};
+    return url.isLocalFile() || (!url.scheme().isEmpty() && !kLinks.contains(url.scheme()));
+}
+
+QList<QUrl> droppedItems(const QMimeData* data) {
+    QList<QUrl> items;
     for (const QUrl& url : data->urls()) {
-        if (url.isLocalFile()) {
-            files.append(url);
+        if (namesAnItem(url)) {
+            items.append(url);
         }
     }
-    return files;
+    return items;
 }
 
 /// How sandboxed applications give their files: the key of a document-portal transfer.
@@ -36,7 +47,7 @@ QString transferKeyIn(const QMimeData* data) {
 
 bool DropView::accepts(const QMimeData* mime) {
     // Web links are URLs too, but nothing that can be copied into a folder.
-    if (QList<QUrl> files = localFileUrls(mime); !files.isEmpty()) {
+    if (QList<QUrl> files = droppedItems(mime); !files.isEmpty()) {
         m_draggedFiles = std::move(files);
     }
     m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferType));
@@ -106,7 +117,7 @@ void DropView::dropEvent(QDropEvent* event) {
     }
     // A read that gives nothing at all failed; one that gives only web links did not.
     const QList<QUrl> files =
-        event->mimeData()->urls().isEmpty() ? m_draggedFiles : localFileUrls(event->mimeData());
+        event->mimeData()->urls().isEmpty() ? m_draggedFiles : droppedItems(event->mimeData());
     if (m_offersTransfer && m_transferKey.isEmpty()) {
         m_transferKey = transferKeyIn(event->mimeData());
     }

@@ -141,6 +141,14 @@ bool temporaryAbandoned(const QByteArray& name) {
 } // namespace
 
 CopyResult FileStore::copy(const QUrl& source, const QString& folder, const PublishCalls& calls) {
+    // An archive's entry (archive://) or a remote item has a path too, which names something
+    // else here.
+    if (!source.isLocalFile()) {
+        return {{},
+                verrabelError(kNotLocal, QStringLiteral("不是本机文件（位于 %1://），无法直接保存。"
+                                                        "请先在原应用中把它解压或保存到本机。")
+                                             .arg(source.scheme()))};
+    }
     const QByteArray item = cleanPath(nativePathOf(source));
     const QByteArray destination = QFile::encodeName(folder);
     const QByteArray home = resolved(destination);

@@ -41,6 +41,7 @@ public:
     static constexpr int kIntoItself = 1;
     static constexpr int kTooManyNames = 2;
     static constexpr int kSpecialFile = 3;
+    static constexpr int kNotLocal = 4;
 
     /// Copies the item at the file URL `source` into `folder` under its own name or, when that
     /// is taken, the first free "name (n).ext" for n from 1 to 9999 (the name shortened, where

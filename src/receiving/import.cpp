@@ -18,7 +18,13 @@ namespace verrabel {
 namespace {
 
 QString errorLine(const QUrl& url, const QString& description) {
-    return url.adjusted(QUrl::StripTrailingSlash).fileName() + QStringLiteral("：") + description;
+    // From the path itself: an archive's entry (archive://file%253A…) is no valid URL to Qt,
+    // and adjusting one gives nothing.
+    QString path = url.path();
+    while (path.size() > 1 && path.endsWith(QLatin1Char('/'))) {
+        path.chop(1);
+    }
+    return path.section(QLatin1Char('/'), -1) + QStringLiteral("：") + description;
 }
 
 /// Copies every item, in order; a failure is a line and never stops the rest.
@@ -48,7 +54,7 @@ QString describe(const TransferError& error) {
 }
 
 bool readable(const QUrl& url) {
-    return ::access(nativePathOf(url).constData(), R_OK) == 0;
+    return url.isLocalFile() && ::access(nativePathOf(url).constData(), R_OK) == 0;
 }
 
 } // namespace

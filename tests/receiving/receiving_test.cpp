@@ -164,6 +164,23 @@ TEST_F(Receiving, FilesFromSandboxedAppsComeByTheirPortalKey) {
     EXPECT_EQ(message(), "1 个项目保存失败");
 }
 
+TEST_F(Receiving, AnArchivesEntryIsTakenAndSaysWhyItCannotBeSaved) {
+    // As archive managers offer an entry where X Direct Save does not exist (Wayland). Its path
+    // names a file that exists here: that one must not be copied instead.
+    const QUrl entry("archive://file%253A%252F%252F%252Ftmp%252Fa.zip/" +
+                     QUrl::toPercentEncoding(files.path("from/a.txt")).replace("%2F", "/"));
+    from("a.txt");
+    ASSERT_TRUE(send(QEvent::DragEnter, {entry, m_web}));
+    EXPECT_TRUE(highlighted());
+    EXPECT_TRUE(send(QEvent::Drop, {entry, m_web}));
+    finishWork();
+    EXPECT_TRUE(files.names("Desktop").isEmpty());
+    ASSERT_EQ(platform.alerts.shown.size(), 1);
+    EXPECT_EQ(platform.alerts.shown[0].informativeText,
+              "a.txt：不是本机文件（位于 "
+              "archive://），无法直接保存。请先在原应用中把它解压或保存到本机。");
+}
+
 TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
     const auto three = std::make_shared<FakePromise>();
     const auto two = std::make_shared<FakePromise>();

@@ -61,7 +61,11 @@ void DropView::paintEvent(QPaintEvent* /*event*/) {
     QLinearGradient frost(0, 0, 0, height());
     frost.setColorAt(0, colors::withAlpha(base.lighter(104), kFillAlpha));
     frost.setColorAt(1, colors::withAlpha(base, kFillAlpha));
+    // Replacing, not blending: where a compositor scales the window by a fraction, Qt does not
+    // always clear a repainted part first, and the translucent frost would thicken there.
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.fillPath(path, frost);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 
     painter.setPen(QPen(m_rimColor, m_rimWidth));
     painter.drawPath(path);

@@ -9,11 +9,11 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$build/bench/listing_bench"
 "$here/listing_scale.sh" "$build"
 "$here/thumbnail_scale.sh" "$build"
-for session in x11 gnome-shell; do
+for session in x11 gnome-shell sway sway-native; do
   "$here/hover_latency.sh" "$build" "$session"
 done
 "$here/promise_gap.sh" "$build"
-for session in x11 gnome-shell; do
+for session in x11 gnome-shell sway sway-native; do
   "$here/idle_cpu.sh" "$build" "$session"
 done
 "$here/copy_speed.sh" "$build"

@@ -1,6 +1,8 @@
 # shellcheck shell=bash
 # The session a benchmark runs Verrabel in, with a throw-away home, gone when the script ends:
-#   bench_session x11|gnome-shell   Xvfb with openbox, or GNOME Shell nested in it, with Xwayland
+#   bench_session x11|gnome-shell|sway|sway-native
+#                                     Xvfb with openbox, or GNOME Shell or sway nested in it;
+#                                     Verrabel on Xwayland there, or natively (sway-native)
 #   bench_launch                      Verrabel there; its PID in BENCH_APP
 # BENCH_POINTER names the X display whose pointer moves it: in a nested Wayland session, the
 # outer one. Set E2E_BUILD to the build folder before sourcing.
@@ -11,13 +13,20 @@ bench_session() {
   BENCH_KIND=$1
   xsession_for_script 1600x1000 welcomed
   BENCH_POINTER=$DISPLAY
-  if [[ $BENCH_KIND == gnome-shell ]]; then
-    wayland_gnome_shell_start
-    BENCH_POINTER=$OUTER_DISPLAY
-  fi
+  case $BENCH_KIND in
+    gnome-shell) wayland_gnome_shell_start ;;
+    sway | sway-native)
+      wayland_sway_start
+      swaymsg 'output * bg #306090 solid_color' >/dev/null
+      ;;
+  esac
+  BENCH_POINTER=${OUTER_DISPLAY:-$DISPLAY}
 }
 
 bench_launch() {
-  e2e_launch
+  if [[ $BENCH_KIND == sway ]]; then e2e_launch VERRABEL_BACKEND=xwayland; else e2e_launch; fi
   BENCH_APP=$E2E_APP
 }
+
+# Whether the build has the native Wayland backend.
+bench_has_layer_shell() { grep -q '^LayerShellQt_DIR:PATH=/' "$E2E_BUILD/CMakeCache.txt"; }

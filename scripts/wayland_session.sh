@@ -46,6 +46,8 @@ wayland_xwayland() {
   for process in /proc/[0-9]*; do
     { read -r name <"$process/comm" && [[ $name == Xwayland ]] &&
       mapfile -d '' words <"$process/cmdline"; } 2>/dev/null || continue
+    # An Xwayland that is going away may have no command line left.
+    [[ ${#words[@]} -ge 2 ]] || continue
     [[ $(tr -cd 0-9 <"/tmp/.X${words[1]#:}-lock" 2>/dev/null) == "$WAYLAND_PID" ]] || continue
     for ((i = 2; i < ${#words[@]}; i++)); do
       [[ ${words[i]} == -auth ]] && auth=${words[i + 1]}

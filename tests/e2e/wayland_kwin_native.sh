@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Under KWin, Plasma's compositor, nested, Verrabel natively, its windows layer surfaces: the
-# shelf comes down when the pointer is pushed against the top edge at the centre and goes when
+# first launch shows the shelf for a moment; it comes down when the pointer is pushed against the top edge at the centre and goes when
 # it leaves; a file dragged from native thunar lands, a row dragged into native thunar is copied
 # there, and a click just below the edge reaches the window under it.
 source "$(dirname "$0")/lib.sh"
@@ -9,7 +9,7 @@ grep -q '^LayerShellQt_DIR:PATH=/' "$E2E_BUILD/CMakeCache.txt" || {
   echo "e2e: wayland_kwin_native skipped: this build has no layer-shell backend"
   exit 77
 }
-e2e_begin wayland_kwin_native welcomed
+e2e_begin wayland_kwin_native
 wayland_kwin_start
 shelf_mapped() { shelf_drawn; }
 
@@ -21,9 +21,9 @@ pointer mousemove 100 990
 wayland_thunar_size 700 450
 wayland_until_drawn 800 500 wayland_native thunar "$HOME/native"
 e2e_launch
-sleep 1
+expect "the very first launch shows the shelf" eventually 3 shelf_mapped
 expect "it runs natively: no X11 window of its own" test -z "$(shelf_window)"
-expect "collapsed" shelf_hidden
+expect "for two seconds, then it goes" eventually 4 shelf_hidden
 glide 800 0
 expect "the pointer pushed against the top edge brings the shelf down" eventually 1 shelf_mapped
 for point in "581 200" "1018 200" "800 384"; do

@@ -114,6 +114,9 @@ int main(int argc, char* argv[]) {
     }
 
     const auto report = [](const char* what, std::vector<double> values) {
+        if (values.empty()) {
+            return;
+        }
         std::sort(values.begin(), values.end());
         const auto at = [&values](double q) {
             return values[std::min(values.size() - 1, static_cast<size_t>(q * values.size()))];

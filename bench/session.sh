@@ -29,4 +29,4 @@ bench_launch() {
 }
 
 # Whether the build has the native Wayland backend.
-bench_has_layer_shell() { grep -q '^LayerShellQt_DIR:PATH=/' "$E2E_BUILD/CMakeCache.txt"; }
+bench_has_layer_shell() { grep -q '^VERRABEL_HAS_LAYER_SHELL:INTERNAL=ON' "$E2E_BUILD/CMakeCache.txt"; }

@@ -26,7 +26,6 @@ if [[ ${VERSION_ID:-} != 12 ]]; then
   # Layer-shell-qt for Qt 6, and Qt's Wayland platform, exist from Debian 13 on: the native
   # Wayland backend is built there.
   groups[build]+=" liblayershellqtinterface-dev libwayland-dev qt6-wayland"
-  groups[e2e]+=" grim"
 fi
 
 wanted=()

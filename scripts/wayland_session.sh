@@ -3,7 +3,7 @@
 # screen 1:1, with Xwayland for Verrabel; for the end-to-end tests, the benchmarks and the
 # screenshots. Source after xsession.sh; after xsession_start and xsession_home:
 #   wayland_mutter_start | wayland_sway_start
-#   wayland_launch BINARY [VAR=...]  Verrabel on Xwayland
+#   wayland_launch BINARY [VAR=...]  Verrabel in the session
 #   wayland_native thunar DIR       a native Wayland GTK program
 #   outer xdotool mousemove X Y     the pointer the compositor follows is the Xvfb's
 # Then DISPLAY and XAUTHORITY name Xwayland, for lib.sh's window checks; xsession_stop stops
@@ -214,8 +214,8 @@ wayland_exec() {
   XSESSION_PIDS+=("$WAYLAND_LAST_PID")
 }
 
-# wayland_launch BINARY [VAR=value...]: Verrabel, which finds Xwayland itself; its PID in
-# WAYLAND_LAST_PID.
+# wayland_launch BINARY [VAR=value...]: Verrabel, which chooses natively or Xwayland itself; its
+# PID in WAYLAND_LAST_PID.
 wayland_launch() {
   local binary=$1
   shift

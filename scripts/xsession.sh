@@ -29,6 +29,8 @@ process_gone() {
 
 xsession_start() {
   local size=${1:-1600x1000} display_file tries=0
+  # The session is ours alone: a Wayland desktop that the script runs on is not part of it.
+  unset WAYLAND_DISPLAY WAYLAND_SOCKET
   export XSESSION_MARK="xsession-$$-$RANDOM$RANDOM"
   # Xvfb picks a free display itself and tells which: safe with sessions running side by side.
   display_file=$(mktemp)

@@ -12,12 +12,20 @@ namespace {
 
 /// The backend asked for, "layer-shell" or "xwayland"; empty for the automatic choice.
 QByteArray backendAskedFor(const QByteArrayList& arguments) {
-    for (const QByteArray& argument : arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QByteArray& argument = arguments.at(i);
         if (argument.startsWith("--backend=")) {
-            return argument.mid(static_cast<qsizetype>(sizeof "--backend=") - 1);
+            return argument.mid(argument.indexOf('=') + 1);
+        }
+        if (argument == "--backend") {
+            return arguments.value(i + 1);
         }
     }
-    return qgetenv("VERRABEL_BACKEND");
+    // Qt's own variable naming xcb is a choice of X11 too.
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    return qEnvironmentVariableIsSet("VERRABEL_BACKEND") ? qgetenv("VERRABEL_BACKEND")
+           : platform.startsWith("xcb")                  ? QByteArray("xwayland")
+                                                         : QByteArray();
 }
 
 } // namespace
@@ -47,10 +55,12 @@ Session prepareSession(const QByteArrayList& arguments) {
     }
     if (backend == "layer-shell") {
         return {{},
-                layerShellBuilt()
-                    ? QStringLiteral("Verrabel：此 Wayland 合成器不提供 layer-shell，"
+                !layerShellBuilt() ? QStringLiteral("Verrabel：此版本构建时未带 layer-shell 支持。")
+                : qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+                    ? QStringLiteral("Verrabel：不在 Wayland 会话中（WAYLAND_DISPLAY 未设置），"
                                      "无法以 layer-shell 方式运行。")
-                    : QStringLiteral("Verrabel：此版本构建时未带 layer-shell 支持。")};
+                    : QStringLiteral("Verrabel：此 Wayland 合成器不提供 layer-shell，"
+                                     "无法以 layer-shell 方式运行。")};
     }
     Session session{"xcb", std::nullopt};
     if (!x11DisplayOpens()) {

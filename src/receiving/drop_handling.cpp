@@ -12,15 +12,17 @@ namespace verrabel {
 
 namespace {
 
-/// Whether the URL names an item, a local file or one that is not (an archive's entry,
-/// archive://, or a remote file, as file managers offer them): the import copies the one and says
-/// why it cannot copy the other. Web pages are links, not items.
+/// Whether the URL names an item: a local file, or one that is not but that file managers
+/// offer (an archive's entry, archive://; a file on a share or in the trash), which the import
+/// then says it cannot save. Web pages and other links are not items.
 bool namesAnItem(const QUrl& url) {
-    static const QStringList kLinks{QStringLiteral("http"),      QStringLiteral("https"),
-                                    QStringLiteral("ftp"),       QStringLiteral("mailto"),
-                                    QStringLiteral("data"),      QStringLiteral("about"),
-                                    QStringLiteral("javascript")};
-    return url.isLocalFile() || (!url.scheme().isEmpty() && !kLinks.contains(url.scheme()));
+    static const QStringList kLocations{
+        QStringLiteral("archive"), QStringLiteral("sftp"),    QStringLiteral("smb"),
+        QStringLiteral("dav"),     QStringLiteral("davs"),    QStringLiteral("nfs"),
+        QStringLiteral("afp"),     QStringLiteral("trash"),   QStringLiteral("recent"),
+        QStringLiteral("mtp"),     QStringLiteral("gphoto2"), QStringLiteral("afc"),
+        QStringLiteral("fish"),    QStringLiteral("admin"),   QStringLiteral("google-drive")};
+    return url.isLocalFile() || kLocations.contains(url.scheme());
 }
 
 QList<QUrl> droppedItems(const QMimeData* data) {

@@ -45,8 +45,8 @@ e2e_finish() {
   exit "$status"
 }
 
-# Starts Verrabel with the given environment additions, on Xwayland once a Wayland session
-# runs; its PID in E2E_APP.
+# Starts Verrabel with the given environment additions, inside the Wayland session once one runs
+# (there it chooses natively or Xwayland itself); its PID in E2E_APP.
 e2e_launch() {
   if [[ -n "$WAYLAND_PID" ]]; then
     wayland_launch "$E2E_BUILD/verrabel" "$@"

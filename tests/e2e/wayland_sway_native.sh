@@ -6,7 +6,7 @@
 # it.
 source "$(dirname "$0")/lib.sh"
 # Only a build with the layer-shell backend runs natively.
-grep -q '^LayerShellQt_DIR:PATH=/' "$E2E_BUILD/CMakeCache.txt" || {
+grep -q '^VERRABEL_HAS_LAYER_SHELL:INTERNAL=ON' "$E2E_BUILD/CMakeCache.txt" || {
   echo "e2e: wayland_sway_native skipped: this build has no layer-shell backend"
   exit 77
 }

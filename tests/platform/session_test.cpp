@@ -37,15 +37,18 @@ TEST(Session, TheBackendAskedForWinsAndOneThatCannotRunSaysWhy) {
     Session session = prepareSession({"verrabel", "--backend=xwayland"});
     EXPECT_EQ(session.platform, "xcb");
     EXPECT_TRUE(session.problem && session.problem->contains(QStringLiteral("\":9999\"")));
-    // Layer-shell asked for, where it cannot be had.
-    session = prepareSession({"verrabel", "--backend=layer-shell"});
+    // Layer-shell asked for, where it cannot be had; the option's two spellings.
+    session = prepareSession({"verrabel", "--backend", "layer-shell"});
     ASSERT_TRUE(session.problem);
     EXPECT_EQ(*session.problem,
               layerShellBuilt()
                   ? QStringLiteral("Verrabel：此 Wayland 合成器不提供 layer-shell，无法以 "
                                    "layer-shell 方式运行。")
                   : QStringLiteral("Verrabel：此版本构建时未带 layer-shell 支持。"));
-    // The environment asks the same way; a name not known is refused.
+    // The environment asks the same way, Qt's naming xcb too; a name not known is refused.
+    environment.set("QT_QPA_PLATFORM", "xcb");
+    EXPECT_EQ(prepareSession({"verrabel", "--backend=layer-shell"}).platform, QByteArray());
+    EXPECT_EQ(prepareSession({"verrabel"}).platform, "xcb");
     environment.set("VERRABEL_BACKEND", "native");
     session = prepareSession({"verrabel"});
     EXPECT_EQ(

@@ -170,6 +170,7 @@ TEST_F(Receiving, AnArchivesEntryIsTakenAndSaysWhyItCannotBeSaved) {
     const QUrl entry("archive://file%253A%252F%252F%252Ftmp%252Fa.zip/" +
                      QUrl::toPercentEncoding(files.path("from/a.txt")).replace("%2F", "/"));
     from("a.txt");
+    EXPECT_FALSE(send(QEvent::DragEnter, {QUrl("magnet:?xt=urn:btih:0"), m_web})); // links
     ASSERT_TRUE(send(QEvent::DragEnter, {entry, m_web}));
     EXPECT_TRUE(highlighted());
     EXPECT_TRUE(send(QEvent::Drop, {entry, m_web}));

@@ -12,7 +12,11 @@
 #include <QMimeData>
 #include <QWidget>
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
+#include <poll.h>
 #include <wayland-client.h>
 
 namespace verrabel {
@@ -78,6 +82,12 @@ void noteGlobal(void* found, wl_registry* /*registry*/, std::uint32_t /*name*/,
 
 void forgetGlobal(void* /*found*/, wl_registry* /*registry*/, std::uint32_t /*name*/) {}
 
+void noteDone(void* answered, wl_callback* /*callback*/, std::uint32_t /*data*/) {
+    *static_cast<bool*>(answered) = true;
+}
+
+constexpr std::chrono::milliseconds kProbeTimeout{1000};
+
 } // namespace
 
 std::unique_ptr<WindowSystem> makeLayerShellWindowSystem(const WindowSystemNeeds& needs) {
@@ -94,13 +104,36 @@ bool compositorOffersLayerShell() {
         return false;
     }
     bool found = false;
-    const wl_registry_listener listener{&noteGlobal, &forgetGlobal};
+    bool answered = false;
+    const wl_registry_listener globals{&noteGlobal, &forgetGlobal};
     wl_registry* registry = wl_display_get_registry(display);
-    wl_registry_add_listener(registry, &listener, &found);
-    wl_display_roundtrip(display);
+    wl_registry_add_listener(registry, &globals, &found);
+    // The compositor lists its globals before it answers the sync that follows.
+    const wl_callback_listener done{&noteDone};
+    wl_callback* sync = wl_display_sync(display);
+    wl_callback_add_listener(sync, &done, &answered);
+    // A compositor that does not answer (stopped) must not hold up the start for long.
+    const auto deadline = std::chrono::steady_clock::now() + kProbeTimeout;
+    while (!answered && std::chrono::steady_clock::now() < deadline) {
+        while (wl_display_prepare_read(display) != 0) {
+            wl_display_dispatch_pending(display);
+        }
+        wl_display_flush(display);
+        pollfd readable{wl_display_get_fd(display), POLLIN, 0};
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (::poll(&readable, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0))) > 0) {
+            wl_display_read_events(display);
+            wl_display_dispatch_pending(display);
+        } else {
+            wl_display_cancel_read(display);
+            break;
+        }
+    }
+    wl_callback_destroy(sync);
     wl_registry_destroy(registry);
     wl_display_disconnect(display);
-    return found;
+    return answered && found;
 }
 
 } // namespace verrabel

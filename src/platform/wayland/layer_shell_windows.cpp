@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QScreen>
 #include <QWidget>
 #include <QWindow>
@@ -47,9 +48,20 @@ void LayerShellWindows::place(QWidget& window) {
     if (screen == nullptr) {
         return;
     }
-    // The screen is taken when the surface is made, at the next showing.
+    // The screen is taken when the surface is made: a shown one is made again there.
     if (handle->screen() != screen) {
         handle->setScreen(screen);
+        if (window.isVisible()) {
+            QMetaObject::invokeMethod(
+                &window,
+                [shown = QPointer<QWidget>(&window)] {
+                    if (shown && shown->isVisible()) {
+                        shown->hide();
+                        shown->show();
+                    }
+                },
+                Qt::QueuedConnection);
+        }
     }
     const QPoint offset = geometry.topLeft() - screen->geometry().topLeft();
     LayerShellQt::Window::get(handle)->setMargins({offset.x(), offset.y(), 0, 0});

@@ -1,6 +1,5 @@
 #include "wayland_pointer.h"
 
-#include "layer_shell_windows.h"
 #include "platform/desktop/qt_display.h"
 #include "platform/desktop/tooltips_pass_pointer.h"
 
@@ -35,7 +34,7 @@ protected:
 
 } // namespace
 
-WaylandPointer::WaylandPointer(const Screens& screens, LayerShellWindows& windows)
+WaylandPointer::WaylandPointer(const Screens& screens, FloatingWindows& windows)
     : m_screens(screens)
     , m_presence(std::make_unique<PresenceSurface>())
     , m_tooltips(std::make_unique<TooltipsPassPointer>()) {
@@ -43,7 +42,10 @@ WaylandPointer::WaylandPointer(const Screens& screens, LayerShellWindows& window
     QCoreApplication::instance()->installEventFilter(this);
 }
 
-WaylandPointer::~WaylandPointer() = default;
+WaylandPointer::~WaylandPointer() {
+    // Before the presence surface goes: its last events are not ours to read.
+    QCoreApplication::instance()->removeEventFilter(this);
+}
 
 std::optional<QPointF> WaylandPointer::location() {
     if (m_over == nullptr) {
@@ -63,15 +65,21 @@ void WaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     if (panel.isVisible()) {
         region -= panel.geometry();
     }
-    if (region.isEmpty()) {
+    m_presenceWanted = !region.isEmpty();
+    m_presenceReshown = false;
+    if (!m_presenceWanted) {
         m_presence->hide();
         return;
     }
-    const QRect bounds = region.boundingRect();
-    if (m_presence->geometry() != bounds) {
-        m_presence->setGeometry(bounds);
+    m_presenceBounds = region.boundingRect();
+    m_presence->setMask(region.translated(-m_presenceBounds.topLeft()));
+    showPresence();
+}
+
+void WaylandPointer::showPresence() {
+    if (m_presence->geometry() != m_presenceBounds) {
+        m_presence->setGeometry(m_presenceBounds);
     }
-    m_presence->setMask(region.translated(-bounds.topLeft()));
     if (!m_presence->isVisible()) {
         m_presence->show();
     }
@@ -94,6 +102,12 @@ const QWidget* WaylandPointer::ownerOf(const QObject* window) const {
 }
 
 bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
+    // A menu that closes held the pointer: where it went, Qt did not say.
+    if (event->type() == QEvent::Hide && watched->isWidgetType() &&
+        static_cast<QWidget*>(watched)->windowType() == Qt::Popup) {
+        m_over = nullptr;
+        return false;
+    }
     // The windows' own events: every move comes to them, whatever their widgets track.
     if (!watched->isWindowType()) {
         return false;
@@ -115,8 +129,15 @@ bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
         break;
     case QEvent::Leave:
     case QEvent::DragLeave:
+    case QEvent::WindowBlocked: // an alert holds the pointer now
+    case QEvent::Hide:
         if (owner == m_over) {
             m_over = nullptr;
+        }
+        // The compositor closes a layer surface whose screen goes: the zones still want one.
+        if (event->type() == QEvent::Hide && owner == m_presence.get() && m_presenceWanted &&
+            !std::exchange(m_presenceReshown, true)) {
+            QMetaObject::invokeMethod(this, &WaylandPointer::showPresence, Qt::QueuedConnection);
         }
         break;
     default:
@@ -128,7 +149,8 @@ bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
 void WaylandPointer::seen(const QWidget& window, const QPointF& position) {
     // Layer surfaces have no position that Qt could tell; ours are where their geometry says.
     m_over = &window;
-    m_at = QPointF(window.geometry().topLeft()) + position;
+    const QRect placed = &window == m_presence.get() ? m_presenceBounds : window.geometry();
+    m_at = QPointF(placed.topLeft()) + position;
     if (m_onArrival) {
         auto arrival = std::exchange(m_onArrival, nullptr);
         arrival();

@@ -10,7 +10,7 @@
 
 namespace verrabel {
 
-class LayerShellWindows;
+class FloatingWindows;
 class TooltipsPassPointer;
 
 /// The pointer for a native Wayland client, which sees it only over its own surfaces. A
@@ -18,10 +18,13 @@ class TooltipsPassPointer;
 /// it matters and nowhere else (its input region); over no surface of ours the pointer counts as
 /// away. Drags count as the pointer too: over the presence surface they are seen and refused.
 /// Arrivals and moves over our surfaces, by pointer or drag, end the hover timer's naps.
+///
+/// Qt tells of no departure while a menu or an alert holds the pointer, nor from a surface that
+/// goes: then the pointer counts as away until it is next seen.
 class WaylandPointer final : public QObject, public Pointer, public MotionWatch {
     Q_OBJECT
 public:
-    WaylandPointer(const Screens& screens, LayerShellWindows& windows);
+    WaylandPointer(const Screens& screens, FloatingWindows& windows);
     ~WaylandPointer() override;
     WaylandPointer(const WaylandPointer&) = delete;
     WaylandPointer& operator=(const WaylandPointer&) = delete;
@@ -39,9 +42,16 @@ private:
     /// The presence surface or the panel, when `window` is theirs.
     [[nodiscard]] const QWidget* ownerOf(const QObject* window) const;
     void seen(const QWidget& window, const QPointF& position);
+    /// Shows the presence surface where the zones are, again if the compositor took it away.
+    void showPresence();
 
     const Screens& m_screens;
     std::unique_ptr<QWidget> m_presence;
+    /// Where the presence surface is to be, and whether at all.
+    QRect m_presenceBounds;
+    bool m_presenceWanted = false;
+    /// Shown again once since the last watch: a compositor that keeps closing it wins.
+    bool m_presenceReshown = false;
     QPointer<const QWidget> m_panel;
     std::unique_ptr<TooltipsPassPointer> m_tooltips;
     std::function<void()> m_onArrival;

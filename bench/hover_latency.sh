@@ -23,7 +23,7 @@ echo "$kind:"
 # From rest (the timer napping), and on the move (the pointer moved 0.4 s before).
 for rest in 800 400; do
   if [[ $kind == sway* ]]; then
-    DISPLAY=$BENCH_POINTER "$E2E_BUILD/bench/paint_latency" "${BENCH_TRIALS:-50}" "$rest"
+    env -u POINTER_DISPLAY DISPLAY="$BENCH_POINTER" "$E2E_BUILD/bench/map_latency" "${BENCH_TRIALS:-50}" "$rest" paint
   else
     "$E2E_BUILD/bench/map_latency" "${BENCH_TRIALS:-50}" "$rest"
   fi

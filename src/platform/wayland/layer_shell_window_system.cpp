@@ -2,13 +2,13 @@
 // does drag and drop, and nothing promises files (X Direct Save is an X11 protocol).
 
 #include "layer_shell_windows.h"
+#include "platform/desktop/copy_drag.h"
 #include "platform/file_drags.h"
 #include "platform/file_promises.h"
 #include "platform/window_system.h"
 #include "wayland_pointer.h"
 #include "wayland_session.h"
 
-#include <QDrag>
 #include <QMimeData>
 #include <QWidget>
 
@@ -23,19 +23,12 @@ namespace verrabel {
 
 namespace {
 
-constexpr int kImageSize = 32;
-
 class QtFileDrags final : public FileDrags {
 public:
     void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) override {
         auto* data = new QMimeData;
         data->setUrls({file});
-        auto* drag = new QDrag(source);
-        drag->setMimeData(data);
-        drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
-        drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
-        // Copy only: the item is never moved.
-        drag->exec(Qt::CopyAction, Qt::CopyAction);
+        dragAsCopy(source, data, icon);
     }
 };
 

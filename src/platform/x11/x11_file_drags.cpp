@@ -1,10 +1,10 @@
 #include "x11_file_drags.h"
 
+#include "platform/desktop/copy_drag.h"
 #include "platform/file_urls.h"
 #include "xcb_calls.h"
 
 #include <QCoreApplication>
-#include <QDrag>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QWidget>
@@ -17,7 +17,6 @@ namespace verrabel {
 
 namespace {
 
-constexpr int kImageSize = 32;
 constexpr const char* kTransferType = "application/vnd.portal.filetransfer";
 
 xcb_connection_t* qtConnection() {
@@ -43,15 +42,10 @@ void X11FileDrags::dragOut(QWidget* source, const QUrl& file, const QIcon& icon)
     m_uris = data->data(QStringLiteral("text/uri-list"));
     m_path = nativePathOf(file);
     m_key.reset(m_path);
-    auto* drag = new QDrag(source);
-    drag->setMimeData(data);
-    drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
-    drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
-    // Copy only, whether the drop lands in Verrabel or elsewhere: the item is never moved.
     // Qt returns once it has sent the drop; the target may ask for the data after that (mutter
     // does when a native app reads it), and gets it until another drag begins. No wait for its
     // word: mutter sends none for drops into native apps.
-    drag->exec(Qt::CopyAction, Qt::CopyAction);
+    dragAsCopy(source, data, icon);
 }
 
 void X11FileDrags::forgetDrag() {

@@ -15,7 +15,7 @@ WERROR ?= OFF
 
 CONFIGURE = cmake -S . -B $(1) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVERRABEL_WERROR=$(WERROR)
 
-.PHONY: build test test-debian13 run sanitize fuzz bench format lint clean
+.PHONY: build test test-debian13 run sanitize fuzz bench bench-debian13 format lint clean
 
 build:
 	@scripts/setup.sh build
@@ -71,6 +71,10 @@ bench: build
 	@scripts/setup.sh desktop
 	@bench/run.sh $(BUILD_DIR)
 
+# The same benchmarks in the Debian 13 root, where the native Wayland backend is built.
+bench-debian13:
+	@VERRABEL_BENCH=1 JOBS=$(JOBS) scripts/debian13.sh
+
 format:
 	@git ls-files --cached --others --exclude-standard '*.cpp' '*.h' | xargs -r clang-format -i
 
@@ -79,4 +83,4 @@ lint: build
 	@git ls-files --cached --others --exclude-standard 'src/*.cpp' | xargs -r -P$(JOBS) -n4 clang-tidy -p $(BUILD_DIR) --quiet --warnings-as-errors='*'
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR) build-debian13
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR) build-debian13 build-debian13-bench

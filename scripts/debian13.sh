@@ -3,6 +3,7 @@
 # with debootstrap from the Debian mirror this machine's apt uses, and kept for the next run.
 # Everything is mounted inside a private mount namespace, so nothing stays mounted afterwards.
 # Usage: scripts/debian13.sh [ctest arguments...]
+#        VERRABEL_BENCH=1 scripts/debian13.sh [bench command...]   the benchmarks there instead
 #   VERRABEL_DEBIAN13_ROOT  where the root lives (default /var/tmp/verrabel-debian13)
 #   WERROR, JOBS            as for make
 set -euo pipefail
@@ -12,7 +13,7 @@ build=build-debian13
 
 if [[ $(id -u) -ne 0 ]]; then
   command -v sudo >/dev/null || { echo "debian13: needs root or sudo" >&2; exit 1; }
-  exec sudo --preserve-env=VERRABEL_DEBIAN13_ROOT,VERRABEL_PACKAGE_TEST,CI,WERROR,JOBS "$0" "$@"
+  exec sudo --preserve-env=VERRABEL_DEBIAN13_ROOT,VERRABEL_PACKAGE_TEST,VERRABEL_BENCH,CI,WERROR,JOBS "$0" "$@"
 fi
 
 # The Debian archive among this machine's apt sources (deb822 or one-line): a "deb" source over
@@ -78,6 +79,7 @@ mkdir -p "$root$source_dir"
 mount --bind "$source_dir" "$root$source_dir"
 exec chroot "$root" /usr/bin/env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
   HOME=/root LANG=C.UTF-8 TERM=dumb CI="${CI:-}" VERRABEL_PACKAGE_TEST="${VERRABEL_PACKAGE_TEST:-}" \
+  VERRABEL_BENCH="${VERRABEL_BENCH:-}" BENCH_TRIALS="${BENCH_TRIALS:-}" BENCH_SECONDS="${BENCH_SECONDS:-}" \
   /bin/bash "$source_dir/scripts/debian13_suite.sh" "$source_dir" "$build" "${WERROR:-ON}" "${JOBS:-2}" $(printf '%q ' "$@")
 EOF_INSIDE
 )

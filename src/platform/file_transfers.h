@@ -8,6 +8,9 @@
 
 namespace verrabel {
 
+/// The type under which a drag carries a document-portal transfer key.
+inline constexpr const char* kTransferKeyType = "application/vnd.portal.filetransfer";
+
 /// Why the desktop's document portal gave no answer that helps.
 enum class TransferFailure {
     NoPortal, ///< nothing on the session bus answers for it

@@ -1,6 +1,7 @@
 // The shelf as a drop target: which drags it takes, the drop hint, and handing the items over.
 
 #include "platform/file_promises.h"
+#include "platform/file_transfers.h"
 #include "shelf/controls.h"
 #include "shelf/drop_view.h"
 #include "shelf/shelf_controller.h"
@@ -36,11 +37,9 @@ QList<QUrl> droppedItems(const QMimeData* data) {
 }
 
 /// How sandboxed applications give their files: the key of a document-portal transfer.
-const char* const kTransferType = "application/vnd.portal.filetransfer";
-
 QString transferKeyIn(const QMimeData* data) {
     // GTK ends the key with a NUL, as a C string.
-    return QString::fromUtf8(data->data(QString::fromLatin1(kTransferType)))
+    return QString::fromUtf8(data->data(QString::fromLatin1(kTransferKeyType)))
         .remove(QChar())
         .trimmed();
 }
@@ -52,7 +51,7 @@ bool DropView::accepts(const QMimeData* mime) {
     if (QList<QUrl> files = droppedItems(mime); !files.isEmpty()) {
         m_draggedFiles = std::move(files);
     }
-    m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferType));
+    m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferKeyType));
     // Asking for the key has the source make a transfer: only where nothing else gives files,
     // once a drag; else at the drop.
     if (m_offersTransfer && m_draggedFiles.isEmpty() && !m_transferKeyAsked) {

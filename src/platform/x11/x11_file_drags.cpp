@@ -1,6 +1,7 @@
 #include "x11_file_drags.h"
 
 #include "platform/desktop/copy_drag.h"
+#include "platform/file_transfers.h"
 #include "platform/file_urls.h"
 #include "xcb_calls.h"
 
@@ -16,8 +17,6 @@
 namespace verrabel {
 
 namespace {
-
-constexpr const char* kTransferType = "application/vnd.portal.filetransfer";
 
 xcb_connection_t* qtConnection() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
@@ -38,7 +37,7 @@ void X11FileDrags::dragOut(QWidget* source, const QUrl& file, const QIcon& icon)
     auto* data = new QMimeData;
     data->setUrls({file});
     // Listed, so that sandboxed targets ask for it; the filter below answers with the key.
-    data->setData(QString::fromLatin1(kTransferType), {});
+    data->setData(QString::fromLatin1(kTransferKeyType), {});
     m_uris = data->data(QStringLiteral("text/uri-list"));
     m_path = nativePathOf(file);
     m_key.reset(m_path);
@@ -64,7 +63,7 @@ bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* mess
         if (request->selection != internAtom(x, "XdndSelection") || m_uris.isEmpty()) {
             return false;
         }
-        if (request->target == internAtom(x, kTransferType)) {
+        if (request->target == internAtom(x, kTransferKeyType)) {
             m_key.request([this, request = *request](const std::optional<QByteArray>& key) {
                 answer(request, key);
             });
@@ -91,7 +90,7 @@ void X11FileDrags::answer(const xcb_selection_request_event_t& request,
     if (x == nullptr) {
         return;
     }
-    const auto types = internAtoms(x, {"TARGETS", "text/uri-list", kTransferType, "UTF8_STRING",
+    const auto types = internAtoms(x, {"TARGETS", "text/uri-list", kTransferKeyType, "UTF8_STRING",
                                        "text/plain;charset=utf-8", "text/plain"});
     // Obsolete clients name no property: the data then goes into one named for its type.
     const xcb_atom_t property = request.property != XCB_NONE ? request.property : request.target;

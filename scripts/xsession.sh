@@ -110,15 +110,35 @@ xsession_for_script() {
   xsession_home "$XSESSION_STATE" "${2:-}"
 }
 
-# place_window NAME X Y WIDTH HEIGHT: waits for a visible window of that title and puts it there.
-# xdotool's search gives up when a window goes while it looks, as a second pcmanfm's does.
+# managed_window NAME: the last visible window of that title that a window manager manages (it
+# carries WM_STATE). Mutter's frames client titles each frame as its window, and a move of the
+# frame is lost.
+managed_window() {
+  local window
+  for window in $(xdotool search --onlyvisible --name "$1" 2>/dev/null); do
+    if xprop -id "$window" WM_STATE 2>/dev/null | grep -q '^WM_STATE(WM_STATE)'; then
+      echo "$window"
+    fi
+  done | tail -n 1
+}
+
+# sized WINDOW WIDTH HEIGHT: the window has that size.
+sized() { xdotool getwindowgeometry "$1" 2>/dev/null | grep -q "Geometry: $2x$3\$"; }
+
+# place_window NAME X Y WIDTH HEIGHT: waits for a visible window of that title and puts it there,
+# again where its program or window manager sized it anew meanwhile. xdotool's search gives up
+# when a window goes while it looks, as a second pcmanfm's does.
 place_window() {
-  local window="" tries=40
+  local window="" tries=40 moves=3
   until [[ -n "$window" ]] || ((tries-- == 0)); do
-    window=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | tail -n 1) || sleep 0.5
+    window=$(managed_window "$1")
+    [[ -n "$window" ]] || sleep 0.5
   done
   [[ -n "$window" ]] || { xsession_log "no window titled $1"; return 1; }
-  xdotool windowmove "$window" "$2" "$3" windowsize "$window" "$4" "$5"
+  until ((moves-- == 0)); do
+    xdotool windowmove "$window" "$2" "$3" windowsize "$window" "$4" "$5"
+    if eventually 2 sized "$window" "$4" "$5"; then break; fi
+  done
   sleep 1
 }
 

@@ -36,7 +36,7 @@ QList<QUrl> droppedItems(const QMimeData* data) {
     return items;
 }
 
-/// How sandboxed applications give their files: the key of a document-portal transfer.
+/// The document-portal transfer key a sandboxed application's drag carries, or empty.
 QString transferKeyIn(const QMimeData* data) {
     // GTK ends the key with a NUL, as a C string.
     return QString::fromUtf8(data->data(QString::fromLatin1(kTransferKeyType)))

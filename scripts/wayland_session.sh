@@ -48,7 +48,7 @@ wayland_xwayland() {
       mapfile -d '' words <"$process/cmdline"; } 2>/dev/null || continue
     # An Xwayland that is going away may have no command line left.
     [[ ${#words[@]} -ge 2 ]] || continue
-    [[ $(tr -cd 0-9 <"/tmp/.X${words[1]#:}-lock" 2>/dev/null) == "$WAYLAND_PID" ]] || continue
+    [[ $(tr -cd 0-9 2>/dev/null <"/tmp/.X${words[1]#:}-lock") == "$WAYLAND_PID" ]] || continue
     for ((i = 2; i < ${#words[@]}; i++)); do
       [[ ${words[i]} == -auth ]] && auth=${words[i + 1]}
     done
@@ -63,7 +63,7 @@ wayland_xwayland_started() {
   wayland_xwayland && return 0
   local lock display
   for lock in /tmp/.X*-lock; do
-    [[ $(tr -cd 0-9 <"$lock" 2>/dev/null) == "$WAYLAND_PID" ]] || continue
+    [[ $(tr -cd 0-9 2>/dev/null <"$lock") == "$WAYLAND_PID" ]] || continue
     display=${lock#/tmp/.X}
     DISPLAY=:${display%-lock} timeout 5 xdpyinfo >/dev/null 2>&1 || true
   done
@@ -122,13 +122,25 @@ wayland_gnome_shell_like() {
     gnome-shell --wayland "$@"
 }
 
-# GNOME Shell nested in the Xvfb. It starts in the Overview, which Escape leaves.
+# Whether GNOME Shell shows its Overview; it says no only once the Overview has faded out.
+wayland_gnome_overview() {
+  gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
+    --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
+    grep -q true
+}
+
+# GNOME Shell nested in the Xvfb. It starts in the Overview, which Escape leaves. Its fade
+# changes every pixel: scenarios that wait for a window to be drawn start once it is over.
 wayland_gnome_shell_start() {
   wayland_gnome_shell_like --nested || return 1
   # The Overview first, then the work area under the top bar.
   workarea() { xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
   eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1
+  eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell's Overview did not come" ||
+    return 1
   outer xdotool key Escape
+  overview_gone() { ! wayland_gnome_overview; }
+  eventually 10 overview_gone || wayland_fail "Escape did not leave the Overview"
 }
 
 # GNOME Shell headless, on a virtual monitor of its own, moved by its remote-desktop pointer
@@ -136,12 +148,7 @@ wayland_gnome_shell_start() {
 # Xvfb's pointer does not reach it. It starts in the Overview, which the scenario leaves.
 wayland_gnome_headless_start() {
   wayland_gnome_shell_like --headless --virtual-monitor 1600x1000 || return 1
-  overview() {
-    gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
-      --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
-      grep -q true
-  }
-  eventually 20 overview || wayland_fail "GNOME Shell did not come up" || return 1
+  eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell did not come up" || return 1
 }
 
 # kwin_wayland has a file capability these containers cannot grant; a copy of it has none.

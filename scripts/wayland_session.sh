@@ -122,9 +122,10 @@ wayland_gnome_shell_like() {
     gnome-shell --wayland "$@"
 }
 
-# Whether GNOME Shell shows its Overview; it says no only once the Overview has faded out.
+# Whether GNOME Shell shows its Overview; it says no only once the Overview has faded out. A
+# shell that does not answer is no answer, not a wait.
 wayland_gnome_overview() {
-  gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
+  gdbus call --session --timeout 2 --dest org.gnome.Shell --object-path /org/gnome/Shell \
     --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
     grep -q true
 }
@@ -134,7 +135,7 @@ wayland_gnome_overview() {
 wayland_gnome_shell_start() {
   wayland_gnome_shell_like --nested || return 1
   # The Overview first, then the work area under the top bar.
-  workarea() { xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
+  workarea() { timeout 5 xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
   eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1
   eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell's Overview did not come" ||
     return 1

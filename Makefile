@@ -15,7 +15,7 @@ WERROR ?= OFF
 
 CONFIGURE = cmake -S . -B $(1) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVERRABEL_WERROR=$(WERROR)
 
-.PHONY: build test test-debian13 run sanitize fuzz bench bench-debian13 format lint clean
+.PHONY: build test test-debian13 test-forky run sanitize fuzz bench bench-debian13 format lint clean
 
 build:
 	@scripts/setup.sh build
@@ -26,10 +26,14 @@ test: build
 	@scripts/setup.sh desktop e2e package
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS)
 
-# The whole suite once more on Debian 13, built with warnings as errors, in a root made here
-# with debootstrap and kept in /var/tmp for the next run (scripts/debian13.sh).
+# The whole suite once more on Debian 13, and on Debian testing, built with warnings as errors,
+# each in a root made here with debootstrap and kept in /var/tmp for the next run
+# (scripts/debian_root.sh).
 test-debian13:
-	@WERROR=ON JOBS=$(JOBS) scripts/debian13.sh
+	@WERROR=ON JOBS=$(JOBS) scripts/debian_root.sh debian13
+
+test-forky:
+	@WERROR=ON JOBS=$(JOBS) scripts/debian_root.sh forky
 
 run: build
 	@scripts/setup.sh desktop
@@ -73,7 +77,7 @@ bench: build
 
 # The same benchmarks in the Debian 13 root, where the native Wayland backend is built.
 bench-debian13:
-	@VERRABEL_BENCH=1 JOBS=$(JOBS) scripts/debian13.sh
+	@VERRABEL_BENCH=1 JOBS=$(JOBS) scripts/debian_root.sh debian13
 
 format:
 	@git ls-files --cached --others --exclude-standard '*.cpp' '*.h' | xargs -r clang-format -i
@@ -83,4 +87,5 @@ lint: build
 	@git ls-files --cached --others --exclude-standard 'src/*.cpp' | xargs -r -P$(JOBS) -n4 clang-tidy -p $(BUILD_DIR) --quiet --warnings-as-errors='*'
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR) build-debian13 build-debian13-bench
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(DEBUG_DIR) $(FUZZ_DIR) build-debian13 build-debian13-bench \
+	  build-forky build-forky-bench

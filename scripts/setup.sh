@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages Verrabel needs, and nothing when they are all there.
 # Usage: scripts/setup.sh GROUP...   (groups: build, desktop, e2e, package, fuzz, screenshots,
-#                                     debian13)
+#                                     debian_root)
 set -euo pipefail
 
 declare -A groups=(
@@ -9,13 +9,13 @@ declare -A groups=(
            libgtest-dev libbenchmark-dev libxcb1-dev libxcb-record0-dev libxcb-res0-dev libxcb-shape0-dev libxcb-xtest0-dev clang-format fonts-wqy-microhei"
   [desktop]="xvfb xauth openbox dbus-x11 dbus-bin xdotool x11-utils imagemagick fonts-wqy-microhei
              adwaita-icon-theme qt6-translations-l10n xdg-utils qt6-image-formats-plugins"
-  [e2e]="pcmanfm thunar engrampa zip bzip2 xdg-desktop-portal trayer x11-xserver-utils at-spi2-core python3-pyatspi
+  [e2e]="pcmanfm thunar engrampa zip bzip2 xdg-desktop-portal x11-xserver-utils at-spi2-core python3-pyatspi
          gir1.2-atspi-2.0 gir1.2-gtk-3.0 python3-gi python3-xlib mutter gnome-shell kwin-wayland nautilus
          xwayland sway waybar"
   [package]="dpkg-dev file"
   [fuzz]="clang libclang-rt-14-dev"
   [screenshots]="qt6-gtk-platformtheme xcompmgr"
-  [debian13]="debootstrap util-linux"
+  [debian_root]="debootstrap util-linux"
 )
 
 # Names that differ between releases. From Debian 13 on, Qt's SVG image plugin is a package of
@@ -26,6 +26,13 @@ if [[ ${VERSION_ID:-} != 12 ]]; then
   # Layer-shell-qt for Qt 6, and Qt's Wayland platform, exist from Debian 13 on: the native
   # Wayland backend is built there.
   groups[build]+=" liblayershellqtinterface-dev libwayland-dev qt6-wayland"
+fi
+# A tray host: trayer left the archive after Debian 13, stalonetray is there. After 13, labwc
+# runs Verrabel natively beside KWin and sway.
+if [[ ${VERSION_ID:-} == 12 || ${VERSION_ID:-} == 13 ]]; then
+  groups[e2e]+=" trayer"
+else
+  groups[e2e]+=" stalonetray labwc"
 fi
 
 wanted=()

@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
-# The whole suite (unit, widget and every end-to-end scenario) on Debian 13, in a root made here
-# with debootstrap from the Debian mirror this machine's apt uses, and kept for the next run.
-# Everything is mounted inside a private mount namespace, so nothing stays mounted afterwards.
-# Usage: scripts/debian13.sh [ctest arguments...]
-#        VERRABEL_BENCH=1 scripts/debian13.sh [bench command...]   the benchmarks there instead
-#   VERRABEL_DEBIAN13_ROOT  where the root lives (default /var/tmp/verrabel-debian13)
+# The whole suite (unit, widget and every end-to-end scenario) on a newer Debian release, in a
+# root made here with debootstrap from the Debian mirror this machine's apt uses, and kept for the
+# next run. Everything is mounted inside a private mount namespace, so nothing stays mounted
+# afterwards.
+# Usage: scripts/debian_root.sh RELEASE [ctest arguments...]
+#        VERRABEL_BENCH=1 scripts/debian_root.sh RELEASE [bench command...]   the benchmarks instead
+#   RELEASE                 debian13 (trixie) or forky (testing)
+#   VERRABEL_ROOTS          where the roots live (default /var/tmp), as verrabel-RELEASE
 #   WERROR, JOBS            as for make
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/.." && pwd)
-root=${VERRABEL_DEBIAN13_ROOT:-/var/tmp/verrabel-debian13}
-build=build-debian13
+release=${1:-}
+case $release in
+  debian13) suite=trixie ;;
+  # Testing's own name is newer than some debootstraps; sid's script makes it all the same.
+  forky) suite=forky ;;
+  *) echo "debian_root: RELEASE is debian13 or forky, not '$release'" >&2 && exit 2 ;;
+esac
+shift
+root=${VERRABEL_ROOTS:-/var/tmp}/verrabel-$release
+build=build-$release
 
 if [[ $(id -u) -ne 0 ]]; then
-  command -v sudo >/dev/null || { echo "debian13: needs root or sudo" >&2; exit 1; }
-  exec sudo --preserve-env=VERRABEL_DEBIAN13_ROOT,VERRABEL_PACKAGE_TEST,VERRABEL_BENCH,CI,WERROR,JOBS "$0" "$@"
+  command -v sudo >/dev/null || { echo "$release: needs root or sudo" >&2; exit 1; }
+  exec sudo --preserve-env=VERRABEL_ROOTS,VERRABEL_PACKAGE_TEST,VERRABEL_BENCH,CI,WERROR,JOBS "$0" "$release" "$@"
 fi
 
 # The Debian archive among this machine's apt sources (deb822 or one-line): a "deb" source over
@@ -43,22 +53,26 @@ debian_mirror() {
 
 # The root is ours only with our mark in it: never remove anything else.
 if [[ ! -e $root/.verrabel-ready ]]; then
-  "$source_dir/scripts/setup.sh" debian13
+  "$source_dir/scripts/setup.sh" debian_root
   mirror=$(debian_mirror | sed -n 1p)
-  [[ -n $mirror ]] || { echo "debian13: no Debian mirror in this machine's apt sources" >&2; exit 1; }
+  [[ -n $mirror ]] || { echo "$release: no Debian mirror in this machine's apt sources" >&2; exit 1; }
   if [[ -e $root ]]; then
     [[ -e $root/.verrabel-root ]] ||
-      { echo "debian13: $root exists and is not a root of ours; not touching it" >&2; exit 1; }
+      { echo "$release: $root exists and is not a root of ours; not touching it" >&2; exit 1; }
     rm -rf --one-file-system "$root"
   fi
-  echo "debian13: making a Debian 13 root in $root from $mirror"
+  echo "$release: making a Debian $suite root in $root from $mirror"
   mkdir -p "$root"
   touch "$root/.verrabel-root"
+  script=/usr/share/debootstrap/scripts/$suite
+  [[ -e $script ]] || script=/usr/share/debootstrap/scripts/sid
   # debootstrap mounts /proc and /sys in the root while it works: in a namespace of its own,
   # they go with it, also when it is stopped half-way.
   unshare --mount --propagation private \
-    debootstrap --variant=minbase trixie "$root" "$mirror" >"$root.log" 2>&1 ||
+    debootstrap --variant=minbase "$suite" "$root" "$mirror" "$script" >"$root.log" 2>&1 ||
     { tail -n 20 "$root.log" >&2; exit 1; }
+  # Testing's Release file may be past its Valid-Until date between two updates of the mirror.
+  echo 'Acquire::Check-Valid-Until "false";' >"$root/etc/apt/apt.conf.d/99verrabel-valid-until"
   touch "$root/.verrabel-ready"
 fi
 # A symbolic link there could point into the host.
@@ -80,7 +94,7 @@ mount --bind "$source_dir" "$root$source_dir"
 exec chroot "$root" /usr/bin/env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
   HOME=/root LANG=C.UTF-8 TERM=dumb CI="${CI:-}" VERRABEL_PACKAGE_TEST="${VERRABEL_PACKAGE_TEST:-}" \
   VERRABEL_BENCH="${VERRABEL_BENCH:-}" BENCH_TRIALS="${BENCH_TRIALS:-}" BENCH_SECONDS="${BENCH_SECONDS:-}" \
-  /bin/bash "$source_dir/scripts/debian13_suite.sh" "$source_dir" "$build" "${WERROR:-ON}" "${JOBS:-2}" $(printf '%q ' "$@")
+  /bin/bash "$source_dir/scripts/debian_root_suite.sh" "$release" "$source_dir" "$build" "${WERROR:-ON}" "${JOBS:-2}" $(printf '%q ' "$@")
 EOF_INSIDE
 )
 status=0

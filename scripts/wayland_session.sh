@@ -200,6 +200,20 @@ EOF_CONFIG
   wayland_use_xwayland
 }
 
+# wayland_user_readable WORD: WORD, or where it names a file that the session's user may not read
+# (a checkout in a folder only root may enter: /root, mktemp -d), a copy in that user's runtime
+# folder. The user's own folders stay as they are.
+wayland_user_readable() {
+  local copy
+  if [[ $1 != /* || ! -f $1 ]] || runuser -u "$WAYLAND_USER" -- test -r "$1"; then
+    printf '%s' "$1"
+    return
+  fi
+  copy="$XDG_RUNTIME_DIR/readable/$(md5sum <<<"$1" | cut -c1-8)/${1##*/}"
+  install -D -m 755 -o "$WAYLAND_USER" "$1" "$copy" && chown -R "$WAYLAND_USER:" "$XDG_RUNTIME_DIR/readable"
+  printf '%s' "$copy"
+}
+
 # wayland_exec [VAR=value...] COMMAND...: starts COMMAND in the session, to be stopped with it;
 # its PID in WAYLAND_LAST_PID. Under sway it runs as WAYLAND_USER through a script, since sway
 # would split a command line at its own separators.
@@ -209,10 +223,10 @@ wayland_exec() {
     WAYLAND_LAST_PID=$XSESSION_LAST_PID
     return 0
   fi
-  local script="$XDG_RUNTIME_DIR/exec-$((++WAYLAND_EXECS))"
+  local script="$XDG_RUNTIME_DIR/exec-$((++WAYLAND_EXECS))" word
   {
     printf '#!/bin/sh\necho $$ >%q.pid\nexec env' "$script"
-    printf ' %q' "$@"
+    for word; do printf ' %q' "$(wayland_user_readable "$word")"; done
     echo
   } >"$script"
   chmod 755 "$script"

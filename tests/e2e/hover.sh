@@ -20,8 +20,7 @@ expect_hover
 
 # A panel the desktop keeps along the top, 32 high: the shelf hangs below it, only the top edge
 # brings it down, and the rest of the panel stays the panel's.
-xsession_launch trayer --edge top --align center --width 10 --height 32 --SetDockType true \
-  --SetPartialStrut true
+tray_host top
 panel=$XSESSION_LAST_PID
 glide 800 16
 sleep 0.5

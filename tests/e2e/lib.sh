@@ -88,6 +88,24 @@ shelf_drawn() {
 }
 desktop_has() { [[ -e "$E2E_DESKTOP/$1" ]]; }
 
+# tray_host bottom | top: a tray host, the release's own (trayer went after Debian 13), at the
+# bottom right with small icons, or as a panel 32 high at the top centre that keeps its strut.
+tray_host() {
+  if command -v trayer >/dev/null; then
+    case $1 in
+      bottom) xsession_launch trayer --edge bottom --align right --width 10 --height 24 ;;
+      top) xsession_launch trayer --edge top --align center --width 10 --height 32 --SetDockType true \
+        --SetPartialStrut true ;;
+    esac
+  else
+    case $1 in
+      bottom) xsession_launch stalonetray --geometry 4x1-0-0 --icon-size 24 --skip-taskbar ;;
+      top) xsession_launch stalonetray --window-type dock --window-strut top --geometry 5x1+720+0 \
+        --icon-size 32 --skip-taskbar ;;
+    esac
+  fi
+}
+
 # Where the shelf hangs: from the top edge, or from a bar the desktop keeps there (GNOME's).
 SHELF_TOP=25
 # The first row of the expanded shelf, where the pointer takes hold of it.

@@ -32,7 +32,7 @@ open_menu() {
 xdotool mousemove 100 500
 e2e_launch
 sleep 1
-xsession_launch trayer --edge bottom --align right --width 10 --height 24
+tray_host bottom
 expect "the icon docks when a tray host appears later" eventually 8 tray_docked
 expect "a click opens the menu" open_menu
 xdotool key Down Return

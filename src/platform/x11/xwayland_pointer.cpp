@@ -310,6 +310,14 @@ void XwaylandPointer::crossed(const xcb_enter_notify_event_t& crossing) {
         }
         return;
     }
+    if (m_dragAt) {
+        // A window of ours restacked under a drag: the server tells of an arrival at the
+        // position it had before the drag began (Xwayland sees no pointer while a native drag
+        // goes on). Only a move says that the drag is over.
+        m_over = crossing.event;
+        arrived();
+        return;
+    }
     moved(crossing.event);
 }
 

@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QWidget>
+#include <QWindow>
 
 #include <algorithm>
 #include <utility>
@@ -85,9 +86,31 @@ bool X11FloatingWindows::nativeEventFilter(const QByteArray& /*eventType*/, void
     } else if (drag->type == internAtom(connection, "XdndDrop")) {
         // Qt reads the data as it handles this message: afterwards.
         QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [this] { giveFocusBack(); }, Qt::QueuedConnection);
+            QCoreApplication::instance(),
+            [this, window = drag->window] {
+                giveFocusBack();
+                handActivationBack(window);
+            },
+            Qt::QueuedConnection);
     }
     return false;
+}
+
+void X11FloatingWindows::handActivationBack(std::uint32_t window) {
+    // KWin 6.7 makes the window a drop lands in the active one itself, and keeps it so whatever
+    // the focus does afterwards. Withdrawn, a window is active no more: the window manager
+    // activates the one before it, and the window comes back at once, shown as it was.
+    const QList<QWindow*> windows = QGuiApplication::allWindows();
+    const auto shown = std::find_if(windows.begin(), windows.end(), [window](const QWindow* each) {
+        return each->winId() == window && each->isVisible();
+    });
+    xcb_connection_t* connection = qtConnection();
+    if (shown == windows.end() || connection == nullptr) {
+        return;
+    }
+    xcb_unmap_window(connection, window);
+    xcb_map_window(connection, window);
+    xcb_flush(connection);
 }
 
 void X11FloatingWindows::giveFocusBack() {

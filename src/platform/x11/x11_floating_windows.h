@@ -16,7 +16,7 @@ namespace verrabel {
 /// it needs on X11 and on most Wayland compositors. KWin on Xwayland hands drags from native
 /// windows only to windows it manages, and their data only to the active one: there the window
 /// is a dock kept above the others, which takes the focus while such a drag is over it and gives
-/// it back to where it was when the drag leaves or its drop is taken.
+/// it back to where it was when the drag leaves or its drop is taken, the activation too.
 class X11FloatingWindows final : public FloatingWindows, private QAbstractNativeEventFilter {
 public:
     /// Docks managed by the window manager, or windows that bypass it.
@@ -34,6 +34,7 @@ public:
 private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
     void giveFocusBack();
+    void handActivationBack(std::uint32_t window);
 
     bool m_managed;
     std::vector<std::uint32_t> m_windows;

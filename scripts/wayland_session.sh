@@ -200,6 +200,43 @@ EOF_CONFIG
   wayland_use_xwayland
 }
 
+# labwc (wlroots, the compositor of LXQt's and Raspberry Pi OS's Wayland sessions) nested on the
+# X11 backend, its output resized to the Xvfb's. Window rules put a native thunar where the
+# scenarios expect it, at 100,450 and 700x450.
+wayland_labwc_start() {
+  wayland_take_screen || return 1
+  WAYLAND_COMPOSITOR=labwc
+  local config="$XDG_CONFIG_HOME/labwc"
+  mkdir -p "$config"
+  cat >"$config/rc.xml" <<'EOF_CONFIG'
+<?xml version="1.0"?>
+<labwc_config>
+  <core><decoration>client</decoration></core>
+  <windowRules>
+    <windowRule identifier="thunar" serverDecoration="no">
+      <action name="MoveTo" x="100" y="450"/>
+      <action name="ResizeTo" width="700" height="450"/>
+    </windowRule>
+  </windowRules>
+</labwc_config>
+EOF_CONFIG
+  WLR_BACKENDS=x11 WLR_RENDERER=pixman WLR_X11_OUTPUTS=1 labwc -C "$config" \
+    >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
+  WAYLAND_PID=$! WAYLAND_LEADER=$!
+  XSESSION_PIDS+=("$WAYLAND_PID")
+  labwc_socket() { compgen -G "$XDG_RUNTIME_DIR/wayland-*[0-9]" | head -n 1; }
+  eventually 10 labwc_socket >/dev/null || wayland_fail "labwc did not come up" || return 1
+  WAYLAND_DISPLAY=$(basename "$(labwc_socket)")
+  export WAYLAND_DISPLAY
+  # Its output opens at the backend's default size: the Xvfb's window is the output.
+  local output
+  output_window() { outer xwininfo -root -tree | awk '/"wlroots - X11-1"/ { print $1; found = 1 } END { exit !found }'; }
+  eventually 10 output_window >/dev/null || wayland_fail "no output window" || return 1
+  output=$(output_window)
+  outer xdotool windowmove "$output" 0 0 windowsize "$output" 1600 1000
+  wayland_use_xwayland
+}
+
 # wayland_user_readable WORD: WORD, or where it names a file that the session's user may not read
 # (a checkout in a folder only root may enter: /root, mktemp -d), a copy in that user's runtime
 # folder. The user's own folders stay as they are.

@@ -195,6 +195,42 @@ expect_click_below_the_edge() {
   expect "the click reaches the native window" eventually 3 grep -Eqx '[0-9]+ [0-9]+' "$note" 2>/dev/null
 }
 
+# native_only NAME [PROGRAM]: skips the scenario NAME where Verrabel cannot run natively (a build
+# without the layer-shell backend) or the compositor PROGRAM is not installed.
+native_only() {
+  grep -q '^VERRABEL_HAS_LAYER_SHELL:INTERNAL=ON' "$E2E_BUILD/CMakeCache.txt" &&
+    command -v "${2:-true}" >/dev/null && return 0
+  echo "e2e: $1 skipped: no layer-shell backend in this build, or no ${2:-compositor}"
+  exit 77
+}
+
+# Natively no X window tells of the shelf, a layer surface: the screen tells that it is there,
+# not where. thunar's folder and the Desktop hold what expect_native_drops moves.
+native_shelf() {
+  shelf_mapped() { shelf_drawn; }
+  shelf_at() { shelf_mapped; }
+  mkdir -p "$HOME/native"
+  echo "from a native window" >"$HOME/native/from-native.txt"
+  echo "on the desktop" >"$E2E_DESKTOP/keep.txt"
+}
+
+# expect_native_drops ICON_X ICON_Y TO_X TO_Y: natively, from-native.txt dragged from thunar's
+# icon at ICON by way of the top edge lands on the Desktop (only if the shelf came down under the
+# drag there), and keep.txt's row dragged into thunar at TO is copied there whole.
+expect_native_drops() {
+  pointer mousemove 100 990
+  outer drag_via "$1" "$2" 800 0 800 200
+  expect "a file dragged from native thunar is saved" eventually 5 desktop_has from-native.txt
+  rm "$HOME/native/from-native.txt"
+  glide 800 600
+  expect "the shelf goes after the drop" eventually 2 shelf_hidden
+  bring_shelf_down
+  # The rows: from-native.txt, keep.txt.
+  outer drag "$FIRST_ROW_X" $(($(first_row_y) + 54)) "$3" "$4"
+  expect "a row dragged into native thunar is copied" eventually 5 test -e "$HOME/native/keep.txt"
+  expect "the copy is whole" cmp -s "$HOME/native/keep.txt" "$E2E_DESKTOP/keep.txt"
+}
+
 # Under sway: waybar, started after Verrabel, docks Verrabel's StatusNotifierItem, whose menu is
 # the X11 tray's.
 expect_tray_in_waybar() {

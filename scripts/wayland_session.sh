@@ -1,28 +1,45 @@
 # shellcheck shell=bash
 # A Wayland session nested in a private X session's Xvfb (xsession.sh), its output on the Xvfb's
 # screen 1:1, with Xwayland for Verrabel; for the end-to-end tests, the benchmarks and the
-# screenshots. Source after xsession.sh; after xsession_start and xsession_home:
-#   wayland_mutter_start | wayland_sway_start
+# screenshots. GNOME Shell also runs headless, on a screen of its own. Source after xsession.sh;
+# after xsession_start and xsession_home:
+#   wayland_sway_start | wayland_gnome_headless_start | ...
 #   wayland_launch BINARY [VAR=...]  Verrabel in the session
 #   wayland_native thunar DIR       a native Wayland GTK program
-#   outer xdotool mousemove X Y     the pointer the compositor follows is the Xvfb's
+#   outer xdotool mousemove X Y     the pointer a nested compositor follows is the Xvfb's
 # Then DISPLAY and XAUTHORITY name Xwayland, for lib.sh's window checks; xsession_stop stops
 # the compositor first.
 
-WAYLAND_COMPOSITOR= # mutter or sway
+WAYLAND_COMPOSITOR= # gnome-shell, gnome-headless, kwin or sway
 WAYLAND_PID=
-WAYLAND_LEADER= # what was started for it: mutter, or runuser for sway
+WAYLAND_LEADER= # what was started for it: the compositor, or what runs it as WAYLAND_USER
+WAYLAND_BUS= # the session bus of a compositor that runs as WAYLAND_USER with buses of its own
 WAYLAND_FIRST= # where the session's PIDs start in XSESSION_PIDS
 WAYLAND_USER=${WAYLAND_USER:-verrabel-e2e}
 WAYLAND_EXECS=0
+WAYLAND_SCRIPTS=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 # outer COMMAND...: COMMAND, a function too, against the Xvfb: XTEST on Xwayland would move only
 # its own idea of the pointer.
 outer() { DISPLAY=$OUTER_DISPLAY XAUTHORITY=$OUTER_XAUTHORITY "$@"; }
 
 # What is on screen: Xwayland's root window holds none of it. A fast compression: mutter's
-# dithered background takes seconds at the default.
-wayland_screenshot() { outer import -silent -window root -quality 10 "$1"; }
+# dithered background takes seconds at the default. A headless shell shows it only itself.
+wayland_screenshot() {
+  if [[ $WAYLAND_COMPOSITOR == gnome-headless ]]; then
+    wayland_shell_screenshot "$1"
+  else
+    outer import -silent -window root -quality 10 "$1"
+  fi
+}
+
+# wayland_shell_screenshot FILE [X Y WIDTH HEIGHT]: the Shell writes what it shows there (or in
+# that area), as WAYLAND_USER, into the runtime folder first.
+wayland_shell_screenshot() {
+  local shot="$XDG_RUNTIME_DIR/shot-$BASHPID.png"
+  wayland_as_user /usr/bin/python3 "$(wayland_user_readable "$WAYLAND_SCRIPTS/shell_screenshot.py")" \
+    "$shot" "${@:2}" && mv "$shot" "$1"
+}
 
 wayland_fail() { printf 'wayland: %s\n' "$*" >&2; return 1; }
 
@@ -84,18 +101,25 @@ wayland_use_xwayland() {
   eventually 15 xdpyinfo >/dev/null 2>&1 || wayland_fail "Xwayland on $DISPLAY does not answer"
 }
 
-# wayland_mutter_like COMPOSITOR [VAR=value...] COMMAND...: mutter or GNOME Shell, nested, with
-# Xwayland. The dummy mode is the nested output's size; without it mutter opens 800x600.
-wayland_mutter_like() {
-  WAYLAND_COMPOSITOR=$1
-  shift
+# GNOME Shell nested in the Xvfb, as root, for the benchmarks and the pictures. It asks logind on
+# the system bus; a private bus stands in. The dummy mode is the nested output's size; without it
+# mutter opens 800x600. It starts in the Overview, which Escape leaves. Its fade changes every
+# pixel: what waits for a window to be drawn starts once it is over.
+wayland_gnome_shell_start() {
+  wayland_take_screen || return 1
+  WAYLAND_COMPOSITOR=gnome-shell
+  local system_bus
+  system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
+    --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
+  XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
   export WAYLAND_DISPLAY=wayland-e2e
-  # mutter 48 centres new windows (43 did not): the scenarios place them as 43 does. The session
-  # bus starts dconf with the throw-away home.
+  # mutter 48 centres new windows (43 did not): windows are placed as 43 does. The session bus
+  # starts dconf with the throw-away home.
   dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
     XDG_RUNTIME_DIR
   gsettings set org.gnome.mutter center-new-windows false
-  env MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 "$@" --wayland-display "$WAYLAND_DISPLAY" \
+  DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" MUTTER_DEBUG_DUMMY_MODE_SPECS=1600x1000 \
+    gnome-shell --wayland --nested --wayland-display "$WAYLAND_DISPLAY" \
     >>"${XSESSION_LOG:-/dev/null}" 2>&1 &
   WAYLAND_PID=$! WAYLAND_LEADER=$!
   XSESSION_PIDS+=("$WAYLAND_PID")
@@ -103,53 +127,69 @@ wayland_mutter_like() {
   # The session bus came before the throw-away home: what it starts would use root's.
   dbus-update-activation-environment HOME XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME \
     XDG_RUNTIME_DIR DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_SESSION_TYPE
-}
-
-wayland_mutter_start() {
-  wayland_take_screen || return 1
-  wayland_mutter_like mutter mutter --wayland --nested
-}
-
-# wayland_gnome_shell_like ARGUMENTS...: GNOME Shell with its top bar, clock and calendar, as
-# root. It asks logind on the system bus; a private bus stands in.
-wayland_gnome_shell_like() {
-  wayland_take_screen || return 1
-  local system_bus
-  system_bus=$(dbus-daemon --config-file=/usr/share/dbus-1/session.conf --fork \
-    --print-address=1 --print-pid=1) || wayland_fail "no private system bus" || return 1
-  XSESSION_PIDS+=("$(sed -n 2p <<<"$system_bus")")
-  wayland_mutter_like gnome-shell DBUS_SYSTEM_BUS_ADDRESS="$(head -n 1 <<<"$system_bus")" \
-    gnome-shell --wayland "$@"
-}
-
-# Whether GNOME Shell shows its Overview; it says no only once the Overview has faded out. A
-# shell that does not answer is no answer, not a wait.
-wayland_gnome_overview() {
-  gdbus call --session --timeout 2 --dest org.gnome.Shell --object-path /org/gnome/Shell \
-    --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
-    grep -q true
-}
-
-# GNOME Shell nested in the Xvfb. It starts in the Overview, which Escape leaves. Its fade
-# changes every pixel: scenarios that wait for a window to be drawn start once it is over.
-wayland_gnome_shell_start() {
-  wayland_gnome_shell_like --nested || return 1
   # The Overview first, then the work area under the top bar.
   workarea() { timeout 5 xprop -root _NET_WORKAREA 2>/dev/null | grep -q ' = 0, 32,'; }
   eventually 20 workarea || wayland_fail "GNOME Shell's top bar did not come" || return 1
   eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell's Overview did not come" ||
     return 1
   outer xdotool key Escape
-  overview_gone() { ! wayland_gnome_overview; }
-  eventually 10 overview_gone || wayland_fail "Escape did not leave the Overview"
+  eventually 10 wayland_gnome_desktop || wayland_fail "Escape did not leave the Overview"
 }
 
-# GNOME Shell headless, on a virtual monitor of its own, moved by its remote-desktop pointer
-# (tests/e2e/remote_mouse.py), whose relative steps reach Xwayland as a real mouse's do; the
-# Xvfb's pointer does not reach it. It starts in the Overview, which the scenario leaves.
+# Whether GNOME Shell shows its Overview; it says no only once the Overview has faded out. A
+# shell that does not answer is no answer, not a wait.
+wayland_gnome_overview() {
+  local user=()
+  [[ -z $WAYLAND_BUS ]] || user=(wayland_as_user)
+  "${user[@]}" gdbus call --session --timeout 2 --dest org.gnome.Shell --object-path /org/gnome/Shell \
+    --method org.freedesktop.DBus.Properties.Get org.gnome.Shell OverviewActive 2>/dev/null |
+    grep -q true
+}
+wayland_gnome_desktop() { ! wayland_gnome_overview; }
+
+# wayland_as_user COMMAND...: COMMAND as WAYLAND_USER, on the session bus of a compositor that
+# runs as that user, in its home (the caller's folder may be root's alone).
+wayland_as_user() {
+  setpriv --reuid="$WAYLAND_USER" --regid="$WAYLAND_USER" --init-groups env -C "$HOME" \
+    USER="$WAYLAND_USER" LOGNAME="$WAYLAND_USER" DBUS_SESSION_BUS_ADDRESS="$WAYLAND_BUS" "$@"
+}
+
+# GNOME Shell headless on a virtual monitor of its own, as WAYLAND_USER (Nautilus 51 refuses
+# root), who then owns the throw-away HOME, with a session bus of its own and a private one that
+# stands in for logind's system bus; both go with the shell. Nothing but its remote-desktop
+# interface moves its pointer (tests/e2e/remote_mouse.py), and only the Shell's screenshot call
+# shows what is on screen. New windows open centred, on every release. It starts in the
+# Overview: the caller leaves it with a key.
 wayland_gnome_headless_start() {
-  wayland_gnome_shell_like --headless --virtual-monitor 1600x1000 || return 1
-  eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell did not come up" || return 1
+  wayland_take_screen || return 1
+  WAYLAND_COMPOSITOR=gnome-headless
+  [[ $HOME == "${TMPDIR:-/tmp}"/?* ]] || wayland_fail "HOME $HOME is not a throw-away one" || return 1
+  id -u "$WAYLAND_USER" >/dev/null 2>&1 ||
+    useradd --system --no-create-home --home-dir /nonexistent --shell /usr/sbin/nologin "$WAYLAND_USER"
+  chown -R "$WAYLAND_USER:" "$HOME" "$XDG_RUNTIME_DIR"
+  export WAYLAND_DISPLAY=wayland-e2e
+  local shell="$XDG_RUNTIME_DIR/gnome-shell"
+  cat >"$shell" <<'EOF_SHELL'
+#!/bin/sh
+echo "$$ $DBUS_SESSION_BUS_ADDRESS" >"$0.started"
+gsettings set org.gnome.mutter center-new-windows true
+# The banner that says the screen cannot be locked here would hang over the top centre.
+gsettings set org.gnome.desktop.notifications show-banners false
+exec gnome-shell --headless --wayland --virtual-monitor 1600x1000 --wayland-display "$WAYLAND_DISPLAY"
+EOF_SHELL
+  chmod 755 "$shell"
+  # shellcheck disable=SC2016 # for the user's sh to expand
+  xsession_launch wayland_as_user dbus-run-session -- sh -c \
+    'DBUS_SYSTEM_BUS_ADDRESS=$DBUS_SESSION_BUS_ADDRESS exec dbus-run-session -- "$0"' "$shell"
+  WAYLAND_LEADER=$XSESSION_LAST_PID
+  eventually 10 test -s "$shell.started" || wayland_fail "GNOME Shell did not start" || return 1
+  read -r WAYLAND_PID WAYLAND_BUS <"$shell.started"
+  XSESSION_PIDS+=("$WAYLAND_PID")
+  wayland_use_xwayland || return 1
+  # Xwayland is the shell's to stop: killed first, it takes the shell with it, which then leaves
+  # its X lock files behind.
+  unset 'XSESSION_PIDS[-1]'
+  eventually 20 wayland_gnome_overview || wayland_fail "GNOME Shell did not come up"
 }
 
 # kwin_wayland has a file capability these containers cannot grant; a copy of it has none.
@@ -252,10 +292,10 @@ wayland_user_readable() {
 }
 
 # wayland_exec [VAR=value...] COMMAND...: starts COMMAND in the session, to be stopped with it;
-# its PID in WAYLAND_LAST_PID. Under sway it runs as WAYLAND_USER through a script, since sway
-# would split a command line at its own separators.
+# its PID in WAYLAND_LAST_PID. Under sway and headless GNOME Shell it runs as WAYLAND_USER through
+# a script, since sway would split a command line at its own separators.
 wayland_exec() {
-  if [[ $WAYLAND_COMPOSITOR != sway ]]; then
+  if [[ $WAYLAND_COMPOSITOR != sway && $WAYLAND_COMPOSITOR != gnome-headless ]]; then
     xsession_launch env "$@"
     WAYLAND_LAST_PID=$XSESSION_LAST_PID
     return 0
@@ -267,8 +307,12 @@ wayland_exec() {
     echo
   } >"$script"
   chmod 755 "$script"
-  swaymsg exec "$script" >/dev/null
-  eventually 5 test -s "$script.pid" || wayland_fail "sway did not run $*" || return 1
+  if [[ $WAYLAND_COMPOSITOR == sway ]]; then
+    swaymsg exec "$script" >/dev/null
+  else
+    xsession_launch wayland_as_user "$script"
+  fi
+  eventually 5 test -s "$script.pid" || wayland_fail "the session did not run $*" || return 1
   WAYLAND_LAST_PID=$(<"$script.pid")
   XSESSION_PIDS+=("$WAYLAND_LAST_PID")
 }
@@ -289,13 +333,12 @@ wayland_x11() { wayland_exec GDK_BACKEND=x11 "$@"; }
 # runtime folder is theirs from the start, and root may not even look into what is mounted there
 # (the document portal's FUSE mount).
 wayland_own() {
-  if [[ $WAYLAND_COMPOSITOR == sway ]]; then
+  if [[ $WAYLAND_COMPOSITOR == sway || $WAYLAND_COMPOSITOR == gnome-headless ]]; then
     find "$@" -path "$XDG_RUNTIME_DIR" -prune -o -exec chown "$WAYLAND_USER:" {} +
   fi
 }
 
-# wayland_thunar_size WIDTH HEIGHT: the size thunar's next window opens with; under mutter a
-# 700x450 one opens at 99,8.
+# wayland_thunar_size WIDTH HEIGHT: the size thunar's next window opens with.
 wayland_thunar_size() {
   local channel="$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
   mkdir -p "$channel"
@@ -315,7 +358,15 @@ wayland_place() {
 wayland_window() { swaymsg "[$1] nop" >/dev/null 2>&1; }
 
 # wayland_pixel X Y: the colour on screen there.
-wayland_pixel() { outer import -window root -crop "1x1+$1+$2" -format '%[pixel:p{0,0}]' info:; }
+wayland_pixel() {
+  if [[ $WAYLAND_COMPOSITOR == gnome-headless ]]; then
+    local shot="$XDG_RUNTIME_DIR/pixel-$BASHPID.png"
+    wayland_shell_screenshot "$shot" "$1" "$2" 1 1 &&
+      convert "$shot" -alpha off -format '%[pixel:p{0,0}]' info: && rm "$shot"
+  else
+    outer import -window root -crop "1x1+$1+$2" -format '%[pixel:p{0,0}]' info:
+  fi
+}
 
 # wayland_until_drawn X Y COMMAND...: runs COMMAND and waits until the screen at X Y changes:
 # nothing else tells of a native window under mutter.

@@ -118,16 +118,31 @@ pointer() {
   if [[ -n "$WAYLAND_PID" ]]; then outer xdotool "$@"; else xdotool "$@"; fi
 }
 
-# Nested mutter and GNOME Shell hand xdotool's small steps to no X11 window, and tell an X11
-# window that the pointer left it only when it lands in another window: there it jumps.
-pointer_jumps() { [[ $WAYLAND_COMPOSITOR == mutter || $WAYLAND_COMPOSITOR == gnome-shell ]]; }
+# A headless GNOME Shell's mouse and keyboard (tests/e2e/remote_mouse.py), started by mouse_start
+# once the shell runs: `mouse COMMAND` hands it one command and returns once it is done.
+MOUSE_COMMANDS=
+mouse_start() {
+  local pipe="$XDG_RUNTIME_DIR/mouse"
+  mkfifo "$pipe-commands" "$pipe-replies"
+  wayland_own "$pipe-commands" "$pipe-replies"
+  wayland_exec /usr/bin/python3 "$E2E_SOURCE/tests/e2e/remote_mouse.py" 1600x1000 \
+    "$pipe-commands" "$pipe-replies"
+  # Read and write both: opening them so never waits for the other side.
+  exec {MOUSE_COMMANDS}<>"$pipe-commands" {MOUSE_REPLIES}<>"$pipe-replies"
+}
+mouse() {
+  local reply
+  echo "$*" >&"$MOUSE_COMMANDS"
+  read -r -t 20 reply <&"$MOUSE_REPLIES" || reply="no answer"
+  [[ $reply == ok ]] || { echo "e2e: mouse $*: $reply" >&2 && return 1; }
+}
 
 # glide X Y: the pointer moves there as a hand does, a few points at a time (about 500 points a
-# second), or jumps where only jumps reach the windows.
+# second).
 glide() {
   local X Y SCREEN WINDOW dx dy i steps
-  if pointer_jumps; then
-    pointer mousemove "$1" "$2"
+  if [[ -n $MOUSE_COMMANDS ]]; then
+    mouse to "$1" "$2"
     return
   fi
   eval "$(pointer getmouselocation --shell)"
@@ -149,17 +164,16 @@ bring_shelf_down() {
 # top centre keeps its clicks for the windows there. On X11 the zone reaches 37 points down.
 top_centre_y() { if [[ -n "$WAYLAND_PID" ]]; then echo 0; else echo 20; fi; }
 
-# expect_hover [AWAY_X AWAY_Y]: from collapsed, the pointer at the top centre brings the shelf
-# down; it stays within 12 points of the panel (x 590..1009, y 25..374) and goes further off, at
-# AWAY (by default just below it; where the pointer jumps, a point in another window); a pointer
-# that pauses just below the top centre's zone, long enough for the hover timer to nap, and then
-# goes on into it brings the shelf down at once.
+# expect_hover: from collapsed, the pointer at the top centre brings the shelf down; it stays
+# within 12 points of the panel (x 590..1009, y SHELF_TOP and 349 below) and goes further off,
+# just below it; a pointer that pauses just below the top centre's zone, long enough for the
+# hover timer to nap, and then goes on into it brings the shelf down at once.
 expect_hover() {
-  local point
+  local point bottom=$((SHELF_TOP + 349))
   expect "collapsed" shelf_hidden
   glide 800 0
-  expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 25
-  for point in "581 200" "1018 200" "800 384" "700 $(top_centre_y)"; do
+  expect "the pointer at the top centre brings the shelf down" eventually 1 shelf_at 590 "$SHELF_TOP"
+  for point in "581 200" "1018 200" "800 $((bottom + 10))" "700 $(top_centre_y)"; do
     glide 800 200
     sleep 0.2
     # shellcheck disable=SC2086
@@ -168,7 +182,7 @@ expect_hover() {
     expect "it stays with the pointer at $point" shelf_mapped
   done
   glide 800 200
-  glide "${1:-800}" "${2:-395}"
+  glide 800 $((bottom + 21))
   expect "further off, it goes" eventually 1 shelf_hidden
   glide 800 45
   sleep 1

@@ -1,16 +1,23 @@
-"""Mutter's own remote-desktop pointer and keyboard, for a headless GNOME Shell. Its relative
-steps reach Xwayland as a real mouse's do; a nested session moves the pointer absolutely.
+"""A mouse and keyboard for a headless GNOME Shell, through mutter's remote-desktop interface.
+Its relative steps reach Xwayland as a real mouse's do.
 
-    remote_mouse.py COMMAND... with COMMAND one of: move DX DY | click | key KEYSYM
+    remote_mouse.py WIDTHxHEIGHT COMMANDS REPLIES
 
-Moves go in steps of at most 10 px, 8 ms apart, as a hand moves. KEYSYM is a number (0xff1b
-is Escape)."""
+Reads one command a line from the pipe COMMANDS and answers each on REPLIES, with "ok" once done:
+    to X Y        moves there as a hand does: whole pixels (mutter drops fractions), at most 8 at
+                  a time, 8 ms apart
+    by DX DY      the same, by so much; the screen's edges stop the pointer
+    press | release | click [COUNT]      the left button
+    key KEYSYM    a key, such as 0xff1b (Escape)
+Relative motion is all there is without a screen cast, so the pointer's place is counted: it
+starts pushed into the bottom-right corner (the top-left one is the Overview's)."""
 
 import sys
 import time
 
 from gi.repository import Gio, GLib
 
+BTN_LEFT = 0x110
 SESSION = "org.gnome.Mutter.RemoteDesktop.Session"
 BUS = Gio.bus_get_sync(Gio.BusType.SESSION, None)
 
@@ -21,30 +28,75 @@ def call(path, interface, method, signature=None, *args):
                          Gio.DBusCallFlags.NONE, -1, None)
 
 
-def main(commands):
-    # The session lives as long as this connection.
-    path = call("/org/gnome/Mutter/RemoteDesktop", "org.gnome.Mutter.RemoteDesktop",
-                "CreateSession").unpack()[0]
-    call(path, SESSION, "Start")
-    while commands:
-        command = commands.pop(0)
-        if command == "move":
-            dx, dy = int(commands.pop(0)), int(commands.pop(0))
-            steps = max(abs(dx), abs(dy)) // 10 + 1
-            for _ in range(steps):
-                call(path, SESSION, "NotifyPointerMotionRelative", "(dd)", dx / steps, dy / steps)
-                time.sleep(0.008)
-        elif command == "click":
-            for pressed in (True, False):
-                call(path, SESSION, "NotifyPointerButton", "(ib)", 0x110, pressed)  # BTN_LEFT
-        elif command == "key":
-            keysym = int(commands.pop(0), 0)
-            for pressed in (True, False):
-                call(path, SESSION, "NotifyKeyboardKeysym", "(ub)", keysym, pressed)
-        else:
-            sys.exit(__doc__)
-    call(path, SESSION, "Stop")
+class Mouse:
+    def __init__(self, width, height):
+        # The session lives as long as this connection.
+        self.path = call("/org/gnome/Mutter/RemoteDesktop", "org.gnome.Mutter.RemoteDesktop",
+                         "CreateSession").unpack()[0]
+        call(self.path, SESSION, "Start")
+        # Wherever it is, a screen's width and height in small steps take it into the corner;
+        # twice, as mutter 50 loses motion sent just after the session starts.
+        self.width, self.height = width, height
+        self.x = self.y = 0
+        for _ in range(2):
+            self.by(width, height, pause=0.001)
+
+    def step(self, dx, dy):
+        call(self.path, SESSION, "NotifyPointerMotionRelative", "(dd)", float(dx), float(dy))
+
+    def by(self, dx, dy, pause=0.008):
+        steps = max(abs(dx), abs(dy)) // 8 + 1
+        sent_x = sent_y = 0
+        for i in range(1, steps + 1):
+            x, y = dx * i // steps, dy * i // steps
+            if (x, y) != (sent_x, sent_y):
+                self.step(x - sent_x, y - sent_y)
+                sent_x, sent_y = x, y
+            time.sleep(pause)
+        self.x = min(max(self.x + dx, 0), self.width - 1)
+        self.y = min(max(self.y + dy, 0), self.height - 1)
+
+    def to(self, x, y):
+        self.by(x - self.x, y - self.y)
+
+    def button(self, pressed):
+        call(self.path, SESSION, "NotifyPointerButton", "(ib)", BTN_LEFT, pressed)
+
+    def click(self, count=1):
+        for i in range(count):
+            if i:
+                time.sleep(0.08)
+            self.button(True)
+            self.button(False)
+
+    def key(self, keysym):
+        for pressed in (True, False):
+            call(self.path, SESSION, "NotifyKeyboardKeysym", "(ub)", keysym, pressed)
+
+
+def main(size, commands, replies):
+    width, height = map(int, size.split("x"))
+    mouse = Mouse(width, height)
+    actions = {
+        "to": lambda x, y: mouse.to(int(x), int(y)),
+        "by": lambda dx, dy: mouse.by(int(dx), int(dy)),
+        "press": lambda: mouse.button(True),
+        "release": lambda: mouse.button(False),
+        "click": lambda count="1": mouse.click(int(count)),
+        "key": lambda keysym: mouse.key(int(keysym, 0)),
+    }
+    with open(commands) as lines, open(replies, "w", buffering=1) as answers:
+        for line in lines:
+            name, *args = line.split()
+            try:
+                actions[name](*args)
+                answers.write("ok\n")
+            except (KeyError, TypeError, ValueError, GLib.Error) as error:
+                answers.write(f"error {line.strip()}: {error}\n")
+    call(mouse.path, SESSION, "Stop")
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])

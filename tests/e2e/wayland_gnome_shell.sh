@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
-# In GNOME Shell, nested, Verrabel on Xwayland under the top bar: the shelf hangs below the bar,
-# comes down when the pointer or a drag from a native file manager is pushed against the top
-# edge at the centre, and stays while it moves down into it; the clock at the top centre opens
-# its calendar whether the shelf is open or not; a file opened from the shelf gets the session's
-# own environment, not Verrabel's choice of Qt platform.
+# In GNOME Shell, headless, Verrabel on Xwayland under the top bar, run like every application
+# there by the session's own user, and moved by a mouse that moves as real ones do (relative
+# steps): the clock in the bar opens its calendar whether the shelf is open or not, and the open
+# calendar keeps the pointer from the shelf; pushed against the top edge at the centre, the
+# pointer or a drag from a native file manager brings the shelf down below the bar; it stays
+# while the pointer moves down into it and goes when the pointer leaves; rows go to native
+# applications (thunar, and Nautilus, which lives through it) and to X11 ones; a file opened
+# from the shelf gets the session's own environment, not Verrabel's choice of Qt platform.
 source "$(dirname "$0")/lib.sh"
 e2e_begin wayland_gnome_shell welcomed
-wayland_gnome_shell_start
 SHELF_TOP=32
 
-mkdir -p "$HOME/native" "$HOME/bin" "$XDG_DATA_HOME/applications"
+mkdir -p "$HOME/native" "$HOME/Target" "$HOME/Nautilus" "$HOME/bin" "$XDG_DATA_HOME/applications"
 echo "from a native window" >"$HOME/native/native.txt"
 echo "opened" >"$E2E_DESKTOP/a.txt"
 # The default application for text notes the environment it was started with.
@@ -19,50 +21,101 @@ chmod +x "$HOME/bin/record-open"
 printf '[Desktop Entry]\nType=Application\nName=Recorder\nExec=%s %%f\nMimeType=text/plain;\n' \
   "$HOME/bin/record-open" >"$XDG_DATA_HOME/applications/recorder.desktop"
 printf '[Default Applications]\ntext/plain=recorder.desktop\n' >"$XDG_CONFIG_HOME/mimeapps.list"
-pointer mousemove 100 990
-# A 700x450 thunar opens at (99, 193) under the bar; its first icon is at (317, 380).
 wayland_thunar_size 700 450
-wayland_until_drawn 449 500 wayland_native thunar "$HOME/native"
+wayland_gnome_headless_start
+mouse_start
+mouse key 0xff1b
+expect "Escape leaves the Overview" eventually 10 wayland_gnome_desktop
+
+# mouse_drag X Y [VIA_X VIA_Y]... TO_X TO_Y: a drag paced as drag.sh paces xdotool's.
+mouse_drag() {
+  mouse to "$1" "$2"
+  sleep 0.3
+  mouse press
+  sleep 0.3
+  mouse by 5 0
+  sleep 0.1
+  mouse by 10 0
+  sleep 0.2
+  shift 2
+  while (($# > 2)); do
+    mouse to "$1" "$2"
+    sleep 0.3
+    shift 2
+  done
+  mouse to $(($1 - 2)) "$2"
+  sleep 0.3
+  mouse by 2 0
+  sleep 0.3
+  mouse release
+}
+
+# A 700x450 thunar opens centred under the bar, its first icon around (678, 412).
+wayland_until_drawn 800 600 wayland_native thunar "$HOME/native"
 e2e_launch
 sleep 1
 
-# calendar_open: GNOME Shell's calendar hangs from the clock, wider than the shelf.
+# GNOME Shell's calendar hangs from the clock, wider than the shelf.
 backdrop=$(wayland_pixel 480 200)
 calendar_open() { [[ $(wayland_pixel 480 200) != "$backdrop" ]]; }
 calendar_shut() { ! calendar_open; }
-pointer mousemove 800 16
+glide 800 16
 sleep 0.5
 expect "the clock in the bar is not the shelf's" shelf_hidden
-pointer click 1
+mouse click
 expect "the clock opens its calendar" eventually 2 calendar_open
-pointer key Escape
-expect "the calendar closes" eventually 2 calendar_shut
-
-pointer mousemove 800 0
-expect "pushed against the top edge, the pointer brings the shelf down under the bar" \
-  eventually 1 shelf_at 590 32
-# Down across the bar at a hand's pace: a moment over the bar, where Verrabel cannot see it.
-pointer mousemove 800 16
-sleep 0.25
-pointer mousemove 800 200
+glide 800 0
+mouse by 0 -20
 sleep 0.5
-expect "it stays while the pointer moves down into it" shelf_mapped
-pointer mousemove 800 16
-pointer click 1
+expect "the open calendar keeps the pointer from the shelf" shelf_hidden
+glide 800 16
+mouse key 0xff1b
+expect "Escape closes the calendar" eventually 2 calendar_shut
+
+# After the calendar: the shelf hangs below the bar.
+expect_hover
+glide 800 200
+sleep 0.5
+expect "it stays while the pointer moves down into it across the bar" shelf_mapped
+glide 800 16
+mouse click
 expect "the clock opens its calendar with the shelf open" eventually 2 calendar_open
-pointer key Escape
+mouse key 0xff1b
 expect "the calendar closes again" eventually 2 calendar_shut
+glide 800 600
+expect "after the calendar, the shelf goes when the pointer leaves it" eventually 1 shelf_hidden
+glide 800 0
+expect "the top edge brings it down again" eventually 1 shelf_mapped
+glide 800 600
+expect "and it goes again when the pointer leaves it" eventually 1 shelf_hidden
 
 # The drop lands only if the shelf came down under the drag at the top edge.
-pointer mousemove 100 990
-outer drag_via 317 380 800 0 800 200
+mouse_drag 678 412 800 0 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
+sleep 1
+expect "the shelf stays under the pointer that dropped" shelf_mapped
+
+# Rows go to native applications, through mutter's bridge, and to X11 ones.
+mouse_drag "$FIRST_ROW_X" "$(first_row_y)" 1000 650
+expect "a row dragged into native thunar is copied" eventually 5 test -e "$HOME/native/a.txt"
+wayland_x11 pcmanfm --new-win "$HOME/Target"
+place_window '^Target$' 850 500 700 450
+bring_shelf_down
+mouse_drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800
+expect "a row dragged into an X11 file manager is copied" eventually 5 test -e "$HOME/Target/a.txt"
+wayland_until_drawn 400 270 wayland_native nautilus --new-window "$HOME/Nautilus"
+nautilus_pid=$WAYLAND_LAST_PID
+bring_shelf_down
+mouse_drag "$FIRST_ROW_X" "$(first_row_y)" 800 600
+expect "a row dragged into Nautilus is copied" eventually 5 test -e "$HOME/Nautilus/a.txt"
+sleep 1
+expect "Nautilus lives through the drop" kill -0 "$nautilus_pid"
 
 bring_shelf_down
-pointer mousemove 800 200
+glide 800 200
 sleep 0.3
-pointer mousemove "$FIRST_ROW_X" "$(first_row_y)"
+glide "$FIRST_ROW_X" "$(first_row_y)"
 sleep 0.3
-pointer click --repeat 2 --delay 80 1
+mouse click 2
 expect "a double-click opens the file" eventually 5 test -s "$HOME/opened.env"
 expect "with the session's own Qt platform" grep -qx 'QT_QPA_PLATFORM=unset' "$HOME/opened.env"

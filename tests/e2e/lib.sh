@@ -138,7 +138,7 @@ mouse() {
 }
 
 # glide X Y: the pointer moves there as a hand does, a few points at a time (about 500 points a
-# second).
+# second; the remote mouse, where there is one, goes twice as fast).
 glide() {
   local X Y SCREEN WINDOW dx dy i steps
   if [[ -n $MOUSE_COMMANDS ]]; then

@@ -13,7 +13,6 @@ source_dir=$(cd "$(dirname "$0")/.." && pwd)
 release=${1:-}
 case $release in
   debian13) suite=trixie ;;
-  # Testing's own name is newer than some debootstraps; sid's script makes it all the same.
   forky) suite=forky ;;
   *) echo "debian_root: RELEASE is debian13 or forky, not '$release'" >&2 && exit 2 ;;
 esac
@@ -64,6 +63,8 @@ if [[ ! -e $root/.verrabel-ready ]]; then
   echo "$release: making a Debian $suite root in $root from $mirror"
   mkdir -p "$root"
   touch "$root/.verrabel-root"
+  # Testing's name is newer than some debootstraps (1.0.128 has no forky): sid's script makes it
+  # all the same.
   script=/usr/share/debootstrap/scripts/$suite
   [[ -e $script ]] || script=/usr/share/debootstrap/scripts/sid
   # debootstrap mounts /proc and /sys in the root while it works: in a namespace of its own,
@@ -78,8 +79,7 @@ fi
 # A symbolic link there could point into the host.
 cp --remove-destination /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 
-# Inside: the checkout at the same path (the scenarios' unprivileged sway user reads the
-# binary there), /tmp shared so that X display numbers stay apart from the host's, and a
+# Inside: the checkout at the same path, /tmp shared so that X display numbers stay apart from the host's, and a
 # writable /dev/shm for wlroots.
 inside=$(
   cat <<EOF_INSIDE

@@ -24,18 +24,6 @@ drag_steps() {
   sleep 0.3
 }
 
-# Moves from X1 Y1 to X2 Y2 as a hand does: steps of about 4 px, 8 ms apart, then a pause.
-drag_glide() {
-  local i dx=$(($3 - $1)) dy=$(($4 - $2)) steps
-  dx=${dx#-} dy=${dy#-}
-  steps=$(((dx > dy ? dx : dy) / 4 + 1))
-  for ((i = 1; i <= steps; i++)); do
-    xdotool mousemove $(($1 + ($3 - $1) * i / steps)) $(($2 + ($4 - $2) * i / steps))
-    sleep 0.008
-  done
-  sleep 0.3
-}
-
 # Settles onto X Y and lets go.
 drag_end() {
   xdotool mousemove $(($1 + 2)) "$2"

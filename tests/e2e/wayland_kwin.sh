@@ -40,8 +40,9 @@ glide 800 600
 expect "the shelf goes" eventually 1 shelf_hidden
 pointer mousemove 100 990
 outer drag_start 700 420
-outer drag_glide 715 420 800 0
-outer drag_glide 800 0 800 200
+glide 800 0
+sleep 0.3
+glide 800 200
 outer drag_end 800 200
 expect "a file dragged from native thunar is saved" eventually 5 desktop_has native.txt
 expect "the window active before the drop is active again" eventually 0.5 active_again "$before"

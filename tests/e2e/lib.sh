@@ -25,8 +25,9 @@ e2e_begin() {
   E2E_DESKTOP="$HOME/Desktop"
 }
 
+# e2e_finish [STATUS]: the scenario's status, that of the command that ended it unless given.
 e2e_finish() {
-  local status=$? started=("${XSESSION_PIDS[@]}") pid
+  local status=${1:-$?} started=("${XSESSION_PIDS[@]}") pid
   if ((status != 0)); then
     import -window root "$E2E_ARTIFACTS/failure.png" 2>/dev/null || true
     [[ -z "$WAYLAND_PID" ]] || wayland_screenshot "$E2E_ARTIFACTS/screen.png" 2>/dev/null || true

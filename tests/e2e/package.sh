@@ -14,7 +14,7 @@ package=$(ls "$E2E_BUILD"/verrabel_*.deb)
 "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q "$package" >/dev/null
 
 e2e_begin package
-trap '"${sudo[@]}" apt-get remove -y -q verrabel >/dev/null; e2e_finish' EXIT
+trap 'status=$?; "${sudo[@]}" apt-get purge -y -q verrabel >/dev/null || true; e2e_finish "$status"' EXIT
 for file in /usr/bin/verrabel /usr/share/applications/org.verrabel.Verrabel.desktop \
   /usr/share/icons/hicolor/scalable/apps/verrabel.svg /etc/xdg/autostart/verrabel.desktop; do
   expect "the package installs $file" test -e "$file"

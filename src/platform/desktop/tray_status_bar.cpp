@@ -33,8 +33,8 @@ bool statusNotifierHostRegistered() {
 }
 
 bool x11TrayRunning() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr && selectionOwned(x11->connection(), "_NET_SYSTEM_TRAY_S0");
+    xcb_connection_t* connection = qtX11Connection();
+    return connection != nullptr && selectionOwned(connection, "_NET_SYSTEM_TRAY_S0");
 }
 
 /// Whether a tray would show an icon now. Asked of D-Bus and the X server each time: Qt asks

@@ -6,7 +6,6 @@
 #include "xcb_calls.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QMimeData>
 #include <QWidget>
 
@@ -15,15 +14,6 @@
 #include <cstring>
 
 namespace verrabel {
-
-namespace {
-
-xcb_connection_t* qtConnection() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
-
-} // namespace
 
 X11FileDrags::X11FileDrags(FileTransfers& transfers, QueueFactory& queues)
     : m_key(transfers, queues) {
@@ -55,7 +45,7 @@ void X11FileDrags::forgetDrag() {
 
 bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* message,
                                      qintptr* /*result*/) {
-    xcb_connection_t* x = qtConnection();
+    xcb_connection_t* x = qtX11Connection();
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     switch (event->response_type & 0x7f) {
     case XCB_SELECTION_REQUEST: {
@@ -86,7 +76,7 @@ bool X11FileDrags::nativeEventFilter(const QByteArray& /*eventType*/, void* mess
 
 void X11FileDrags::answer(const xcb_selection_request_event_t& request,
                           const std::optional<QByteArray>& key) {
-    xcb_connection_t* x = qtConnection();
+    xcb_connection_t* x = qtX11Connection();
     if (x == nullptr) {
         return;
     }

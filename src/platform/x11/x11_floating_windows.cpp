@@ -18,11 +18,6 @@ constexpr Qt::WindowFlags kFloating =
     Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
 constexpr std::uint32_t kAllDesktops = 0xFFFFFFFF;
 
-xcb_connection_t* qtConnection() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
-
 } // namespace
 
 X11FloatingWindows::X11FloatingWindows(bool managed)
@@ -35,7 +30,7 @@ X11FloatingWindows::X11FloatingWindows(bool managed)
 X11FloatingWindows::~X11FloatingWindows() = default;
 
 bool X11FloatingWindows::wantsManagedWindows(bool xwayland) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = qtX11Connection();
     return xwayland && connection != nullptr && windowManagerName(connection) == "KWin";
 }
 
@@ -52,7 +47,7 @@ void X11FloatingWindows::setUp(QWidget& window) {
     const auto id = static_cast<std::uint32_t>(window.winId());
     window.setAttribute(Qt::WA_X11NetWmWindowTypeDock);
     m_windows.push_back(id);
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = qtX11Connection();
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id,
                         internAtom(connection, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1,
                         &kAllDesktops);
@@ -72,7 +67,7 @@ bool X11FloatingWindows::nativeEventFilter(const QByteArray& /*eventType*/, void
     // KWin lets only the active window read a native drag's data: a window of ours takes the
     // focus while such a drag is over it, and gives it back to where it was when the drag
     // leaves, or once its drop is handled.
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = qtX11Connection();
     if (drag->type == internAtom(connection, "XdndEnter")) {
         // Where the focus was before the first of these drags: one whose source went without a
         // word (no leave, no drop) left it taken, and it goes back there still.
@@ -104,7 +99,7 @@ void X11FloatingWindows::handActivationBack(std::uint32_t window) {
     const auto shown = std::find_if(windows.begin(), windows.end(), [window](const QWindow* each) {
         return each->winId() == window && each->isVisible();
     });
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = qtX11Connection();
     if (shown == windows.end() || connection == nullptr) {
         return;
     }
@@ -114,7 +109,7 @@ void X11FloatingWindows::handActivationBack(std::uint32_t window) {
 }
 
 void X11FloatingWindows::giveFocusBack() {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = qtX11Connection();
     if (!m_focusBefore || connection == nullptr) {
         return;
     }

@@ -1,9 +1,16 @@
 #include "xcb_calls.h"
 
+#include <QGuiApplication>
+
 #include <map>
 #include <mutex>
 
 namespace verrabel {
+
+xcb_connection_t* qtX11Connection() {
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 != nullptr ? x11->connection() : nullptr;
+}
 
 std::vector<xcb_atom_t> internAtoms(xcb_connection_t* connection,
                                     std::initializer_list<std::string_view> names) {

@@ -11,6 +11,9 @@
 
 namespace verrabel {
 
+/// The connection Qt's xcb platform talks to the X server on; null on any other platform.
+[[nodiscard]] xcb_connection_t* qtX11Connection();
+
 /// A reply that xcb allocated for the caller.
 template <typename T>
 using XcbReply = std::unique_ptr<T, decltype(&std::free)>;

@@ -7,7 +7,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QDropEvent>
-#include <QGuiApplication>
 #include <QMimeData>
 
 #include <pthread.h>
@@ -21,11 +20,6 @@ constexpr auto kDirectSave = "XdndDirectSave0";
 // answer at once, and a later answer is still heard, only too late for fetching the bytes of one
 // that gives up its selection.
 constexpr double kAnswerWait = 0.1;
-
-xcb_connection_t* connection() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
 
 /// One drop's promise: the source window and the drop's time.
 class XdsPromise final : public FilePromise {
@@ -49,7 +43,7 @@ private:
 } // namespace
 
 XdsFilePromises::XdsFilePromises() {
-    if (xcb_connection_t* x11 = connection()) {
+    if (xcb_connection_t* x11 = qtX11Connection()) {
         // Interned now, so that the drop makes no round trip for them.
         const std::vector<xcb_atom_t> atoms =
             internAtoms(x11, {"XdndDrop", "XdndLeave", "XdndFinished", "XdndActionCopy"});
@@ -85,7 +79,7 @@ void XdsFilePromises::holdBack(xcb_client_message_event_t& drop) {
     QCoreApplication::sendEvent(drag.target, &dropped);
     if (m_finish) {
         // No promise took the drop on: refused, here and now.
-        sendDropFinished(connection(), m_dropSource, drop.window, false);
+        sendDropFinished(qtX11Connection(), m_dropSource, drop.window, false);
         m_finish.reset();
     }
     // For Qt the drag left: it forgets it, and says nothing to the source.
@@ -121,7 +115,7 @@ bool XdsFilePromises::offers(const QMimeData& data) const {
 }
 
 QList<std::shared_ptr<FilePromise>> XdsFilePromises::receivers(const QMimeData& data) {
-    if (connection() == nullptr || !offers(data) || m_dropSource == XCB_NONE) {
+    if (qtX11Connection() == nullptr || !offers(data) || m_dropSource == XCB_NONE) {
         return {};
     }
     return {std::make_shared<XdsPromise>(*this, m_dropSource, m_dropTime)};

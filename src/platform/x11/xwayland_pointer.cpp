@@ -155,8 +155,8 @@ XwaylandPointer::~XwaylandPointer() {
 }
 
 bool XwaylandPointer::isXwayland() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr) {
+    xcb_connection_t* connection = qtX11Connection();
+    if (connection == nullptr) {
         return false;
     }
     // Xwayland names its outputs XWAYLAND0, XWAYLAND1...; from version 23.1 it also has an
@@ -170,8 +170,7 @@ bool XwaylandPointer::isXwayland() {
     constexpr std::string_view kName = "XWAYLAND";
     const XcbReply<xcb_query_extension_reply_t> extension(
         xcb_query_extension_reply(
-            x11->connection(), xcb_query_extension(x11->connection(), kName.size(), kName.data()),
-            nullptr),
+            connection, xcb_query_extension(connection, kName.size(), kName.data()), nullptr),
         &std::free);
     return extension && extension->present != 0;
 }

@@ -1,8 +1,9 @@
 #include "app/app_delegate.h"
 #include "listing/list_accessibility.h"
 #include "platform/desktop/dbus_single_instance.h"
-#include "platform/system_platform.h"
+#include "platform/linux/exit_deadline.h"
 #include "platform/session.h"
+#include "platform/system_platform.h"
 #include "shelf/shelf_controller.h"
 
 #include <QApplication>
@@ -11,6 +12,7 @@
 #include <QTimer>
 #include <QTranslator>
 
+#include <chrono>
 #include <cstdio>
 #include <vector>
 
@@ -42,7 +44,8 @@ int main(int argc, char* argv[]) {
     }
 
     // One Verrabel per session: a later start shows the running one's shelf and ends.
-    verrabel::DbusSingleInstance instance(QStringLiteral("org.verrabel.Verrabel"));
+    verrabel::DbusSingleInstance instance(
+        verrabel::instanceName(QStringLiteral("org.verrabel.Verrabel"), session));
     if (!instance.claim()) {
         return 0;
     }
@@ -58,5 +61,9 @@ int main(int argc, char* argv[]) {
     });
     QTimer::singleShot(0, &delegate, &verrabel::AppDelegate::applicationDidFinishLaunching);
     QApplication::exec();
+    // Quitting: the session is free for a new start at once, and a worker still busy with a
+    // slow file is not waited for longer than a second.
+    instance.release();
+    verrabel::endProcessWithin(std::chrono::seconds(1));
     return 0;
 }

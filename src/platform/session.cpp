@@ -28,7 +28,39 @@ QByteArray backendAskedFor(const QByteArrayList& arguments) {
                                                          : QByteArray();
 }
 
+/// A bus name's element: letters, digits and underscores.
+QString busNameElement(const QByteArray& text) {
+    QString element;
+    for (const char c : text) {
+        const bool plain =
+            (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        element += plain ? QLatin1Char(c) : QLatin1Char('_');
+    }
+    return element;
+}
+
 } // namespace
+
+QString instanceName(const QString& application, const QByteArray& sessionId,
+                     const QByteArray& display) {
+    if (!sessionId.isEmpty()) {
+        return application + QStringLiteral(".Session_") + busNameElement(sessionId);
+    }
+    if (!display.isEmpty()) {
+        return application + QStringLiteral(".Display_") + busNameElement(display);
+    }
+    return application;
+}
+
+QString instanceName(const QString& application, const Session& session) {
+    const bool wayland = session.platform.isEmpty() ? qEnvironmentVariableIsEmpty("DISPLAY")
+                                                    : session.platform.contains("wayland");
+    QByteArray display = qgetenv(wayland ? "WAYLAND_DISPLAY" : "DISPLAY");
+    if (wayland && display.isEmpty()) {
+        display = "wayland-0"; // where Qt's Wayland platform connects then
+    }
+    return instanceName(application, qgetenv("XDG_SESSION_ID"), display);
+}
 
 Session prepareSession(const QByteArrayList& arguments) {
     // A platform named on the command line is the user's choice.

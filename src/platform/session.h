@@ -26,4 +26,12 @@ struct Session {
 /// platform of the user's own.
 [[nodiscard]] Session prepareSession(const QByteArrayList& arguments);
 
+/// The name that keeps Verrabel to one per desktop session: `application` and the session's
+/// id (XDG_SESSION_ID), else the display it talks to, made fit for a bus name. All of a user's
+/// sessions may share one session bus (a remote desktop beside the local one, a second seat).
+[[nodiscard]] QString instanceName(const QString& application, const QByteArray& sessionId,
+                                   const QByteArray& display);
+/// instanceName() for this process, that runs on `session`.
+[[nodiscard]] QString instanceName(const QString& application, const Session& session);
+
 } // namespace verrabel

@@ -111,6 +111,31 @@ tray_host() {
 SHELF_TOP=25
 # The first row of the expanded shelf, where the pointer takes hold of it.
 readonly FIRST_ROW_X=791
+# The docked icon: Verrabel's small window inside the tray host.
+tray_icon() { verrabel_window '(1[6-9]|2[0-9]|3[0-2])x'; }
+tray_docked() { viewable "$(tray_icon)"; }
+# The open menu: a popup of Verrabel's on screen, wider than high, and not the shelf (which
+# exists, unmapped, all the time).
+menu_open() {
+  local window
+  for window in $(xwininfo -root -tree | grep -E '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' |
+    grep -v ' 420x350+' | awk '{print $1}'); do
+    viewable "$window" && return 0
+  done
+  return 1
+}
+open_menu() {
+  xdotool mousemove --window "$(tray_icon)" 8 8
+  # A freshly docked icon may take a moment before it answers clicks; a person reads the menu
+  # before pressing keys, and Qt grabs the keyboard meanwhile.
+  for _ in 1 2 3 4 5; do
+    sleep 0.5
+    xdotool click 1
+    eventually 1 menu_open && sleep 0.3 && return 0
+  done
+  return 1
+}
+
 first_row_y() { echo $((SHELF_TOP + 97)); }
 
 # pointer COMMAND...: xdotool against the display whose pointer the session follows: the outer

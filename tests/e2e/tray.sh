@@ -4,31 +4,6 @@
 source "$(dirname "$0")/lib.sh"
 e2e_begin tray welcomed
 
-# The docked icon: Verrabel's small window inside the tray host.
-tray_icon() { verrabel_window '(1[6-9]|2[0-9]|3[0-2])x'; }
-tray_docked() { viewable "$(tray_icon)"; }
-# The open menu: a popup of Verrabel's on screen, wider than high, and not the shelf (which
-# exists, unmapped, all the time).
-menu_open() {
-  local window
-  for window in $(xwininfo -root -tree | grep -E '\("verrabel" "Verrabel"\)  [0-9]{3}x[0-9]{2,3}\+' |
-    grep -v ' 420x350+' | awk '{print $1}'); do
-    viewable "$window" && return 0
-  done
-  return 1
-}
-open_menu() {
-  xdotool mousemove --window "$(tray_icon)" 8 8
-  # A freshly docked icon may take a moment before it answers clicks; a person reads the menu
-  # before pressing keys, and Qt grabs the keyboard meanwhile.
-  for _ in 1 2 3 4 5; do
-    sleep 0.5
-    xdotool click 1
-    eventually 1 menu_open && sleep 0.3 && return 0
-  done
-  return 1
-}
-
 xdotool mousemove 100 500
 e2e_launch
 sleep 1
@@ -44,6 +19,21 @@ expect "and the running one shows its shelf" eventually 2 shelf_mapped
 shelves() { xwininfo -root -tree | grep -c '("verrabel" "Verrabel")  420x350+'; }
 expect "one shelf, one tray icon" test "$(shelves)" -eq 1 -a "$(xwininfo -root -tree | grep -cE '\("verrabel" "Verrabel"\)  (1[6-9]|2[0-9]|3[0-2])x')" -eq 1
 expect "the first Verrabel still runs" kill -0 "$E2E_APP"
+
+# Another desktop session of the same user (a second seat, a remote desktop) on the same session
+# bus: Verrabel started there has a shelf of its own there.
+display_file=$(mktemp)
+Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$display_file" >/dev/null 2>&1 &
+XSESSION_PIDS+=($!)
+eventually 5 test -s "$display_file"
+second=":$(head -n 1 "$display_file")"
+rm -f "$display_file"
+xsession_launch env DISPLAY="$second" XDG_SESSION_ID=verrabel-e2e-second "$E2E_BUILD/verrabel"
+second_app=$XSESSION_LAST_PID
+DISPLAY=$second xdotool mousemove 800 100 sleep 0.5 mousemove 800 0
+expect "a second session's Verrabel shows its own shelf there" \
+  eval 'DISPLAY=$second eventually 5 shelf_mapped'
+expect "and keeps running beside the first" kill -0 "$second_app" "$E2E_APP"
 expect "the menu opens again" open_menu
 xdotool key ctrl+q
 expect "Ctrl+Q in the menu quits Verrabel" eventually 5 bash -c "! kill -0 $E2E_APP 2>/dev/null"

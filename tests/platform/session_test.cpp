@@ -56,5 +56,14 @@ TEST(Session, TheBackendAskedForWinsAndOneThatCannotRunSaysWhy) {
         QStringLiteral("Verrabel：未知的显示方式 \"native\"（可用：layer-shell、xwayland）。"));
 }
 
+TEST(Session, EachDesktopSessionHasAnInstanceNameOfItsOwn) {
+    const QString app = QStringLiteral("org.verrabel.Verrabel");
+    EXPECT_EQ(instanceName(app, "c2", ":1"), app + ".Session_c2");
+    EXPECT_EQ(instanceName(app, {}, ":1.0"), app + ".Display__1_0");
+    EXPECT_EQ(instanceName(app, {}, "wayland-1"), app + ".Display_wayland_1");
+    EXPECT_NE(instanceName(app, {}, ":1"), instanceName(app, {}, ":2"));
+    EXPECT_EQ(instanceName(app, {}, {}), app);
+}
+
 } // namespace
 } // namespace verrabel

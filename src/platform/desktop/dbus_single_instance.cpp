@@ -45,6 +45,15 @@ bool DbusSingleInstance::claim() {
     return false;
 }
 
+void DbusSingleInstance::release() {
+    m_lock.reset();
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (bus.isConnected() && bus.interface() != nullptr) {
+        bus.interface()->unregisterService(m_id);
+        bus.unregisterObject(m_path);
+    }
+}
+
 void DbusSingleInstance::onShowAsked(std::function<void()> show) {
     m_show = std::move(show);
 }

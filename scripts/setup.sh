@@ -6,7 +6,7 @@ set -euo pipefail
 
 declare -A groups=(
   [build]="cmake g++ make pkg-config qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6svg6
-           libgtest-dev libbenchmark-dev libxcb1-dev libxcb-record0-dev libxcb-res0-dev libxcb-shape0-dev libxcb-xtest0-dev clang-format fonts-wqy-microhei"
+           libgtest-dev libbenchmark-dev zlib1g-dev libxcb1-dev libxcb-record0-dev libxcb-res0-dev libxcb-shape0-dev libxcb-xtest0-dev clang-format fonts-wqy-microhei"
   [desktop]="xvfb xauth openbox dbus-x11 dbus-bin xdotool x11-utils imagemagick fonts-wqy-microhei
              adwaita-icon-theme qt6-translations-l10n xdg-utils qt6-image-formats-plugins"
   [e2e]="pcmanfm thunar engrampa zip bzip2 xdg-desktop-portal x11-xserver-utils at-spi2-core python3-pyatspi

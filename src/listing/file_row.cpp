@@ -63,7 +63,8 @@ FileRow::FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controll
     , m_icon(platform.icons.iconFor(m_name, kindOf(entry)))
     , m_thumbnails(thumbnails)
     , m_modified(entry.modified)
-    , m_mayHaveThumbnail(kindOf(entry) == FileKind::File) {
+    , m_isFile(kindOf(entry) == FileKind::File)
+    , m_mayHaveThumbnail(m_isFile) {
     resize(width, kHeight);
     setToolTip(url.toLocalFile());
     setAccessibleName(m_name);
@@ -129,6 +130,11 @@ void FileRow::askForThumbnail() {
                                                   m_icon = QIcon(m_thumbnail);
                                                   update();
                                               });
+}
+
+void FileRow::showEvent(QShowEvent* /*event*/) {
+    // Shown again without one: a file manager may have made one meanwhile.
+    m_mayHaveThumbnail = m_isFile && m_thumbnail.isNull();
 }
 
 void FileRow::enterEvent(QEnterEvent* /*event*/) {

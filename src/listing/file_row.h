@@ -53,6 +53,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -73,6 +74,7 @@ private:
     QIcon m_icon;
     RowThumbnails* m_thumbnails;
     double m_modified;
+    bool m_isFile;
     bool m_mayHaveThumbnail;
     std::shared_ptr<void> m_thumbnailWanted;
     QPixmap m_thumbnail;

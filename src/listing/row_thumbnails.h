@@ -18,7 +18,9 @@ class WorkQueue;
 
 /// Thumbnails for the rows on screen: looked up and made one after another on a queue of their
 /// own, kept in memory for the rows scrolled past, and handed to the row that asked on the main
-/// thread. A row that is gone before its turn costs nothing: its request is skipped.
+/// thread. A row that is gone before its turn costs nothing: its request is skipped. An item
+/// found without one is looked up again once the cache has changed since (a file manager made
+/// one meanwhile).
 class RowThumbnails final {
 public:
     /// `cacheRoot` is the shared thumbnail cache's folder.
@@ -35,11 +37,15 @@ public:
                                                 double modified, int pixels, Shown shown);
 
 private:
-    void remember(const QString& key, const QImage& image);
+    struct Answer {
+        QImage image;            // null: none
+        qint64 cacheChanged = 0; // the cache's ThumbnailCache::changed() when it was looked up
+    };
+    void remember(const QString& key, const Answer& answer);
 
     std::shared_ptr<const ThumbnailCache> m_cache;
-    /// Recent answers, the items without a thumbnail too (as null images); main thread only.
-    QCache<QString, QImage> m_recent;
+    /// Recent answers, the items without a thumbnail too; main thread only.
+    QCache<QString, Answer> m_recent;
     /// Where answers are delivered; goes with this object.
     QObject m_context;
     /// Last: it stops, and posts nothing more, before the rest goes.

@@ -1,12 +1,13 @@
 #include "thumbnail_cache.h"
 
+#include "platform/private_folders.h"
+#include "thumbnail_decoding.h"
+
 #include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QImageReader>
-#include <QMimeDatabase>
-#include <QSet>
+#include <QFileInfo>
 
 #include <sys/stat.h>
 
@@ -32,18 +33,8 @@ constexpr QLatin1StringView kUriKey("Thumb::URI");
 constexpr QLatin1StringView kModifiedKey("Thumb::MTime");
 constexpr QLatin1StringView kSizeKey("Thumb::Size");
 
-// In bytes: files larger are left to the file manager, and so are images that would take more
-// to decode whole, where the format cannot decode them scaled down.
-constexpr qint64 kLargestImage = qint64{200} << 20;
-constexpr qint64 kLargestDrawing = qint64{16} << 20;
-constexpr qint64 kLargestDecoded = qint64{128} << 20;
-
-bool madeFormat(const QByteArray& format) {
-    constexpr std::array<const char*, 8> kFormats{"png",  "jpeg", "jpg", "gif",
-                                                  "webp", "bmp",  "svg", "svgz"};
-    return std::any_of(kFormats.begin(), kFormats.end(),
-                       [&format](const char* made) { return format == made; });
-}
+/// A valid thumbnail is at most xx-large's 1024 × 1024 pixels; 16 MB leaves room for its text.
+constexpr DecodingLimits kThumbnailLimits{qint64{16} << 20, 0, qint64{16} << 20};
 
 std::size_t firstFolderFor(int pixels) {
     std::size_t index = 0;
@@ -53,29 +44,12 @@ std::size_t firstFolderFor(int pixels) {
     return index;
 }
 
-/// The image kinds made into thumbnails: the common ones, where this Qt has their plugin.
-bool madeFromItsImage(const QString& path) {
-    static const QSet<QByteArray> kinds = [] {
-        QSet<QByteArray> readable;
-        const QList<QByteArray> supported = QImageReader::supportedMimeTypes();
-        for (const char* kind :
-             {"image/png", "image/jpeg", "image/gif", "image/webp", "image/bmp", "image/svg+xml"}) {
-            if (supported.contains(kind)) {
-                readable.insert(kind);
-            }
-        }
-        return readable;
-    }();
-    static const QMimeDatabase types;
-    return kinds.contains(
-        types.mimeTypeForFile(path, QMimeDatabase::MatchExtension).name().toLatin1());
-}
-
-QImage fitted(QImage image, int pixels) {
-    if (image.width() > pixels || image.height() > pixels) {
-        image = image.scaled(pixels, pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    }
-    return image;
+/// A thumbnail or failure mark in the cache: a regular file of its own, never a link out of it.
+QImage readCached(const QString& file) {
+    const std::optional<QByteArray> bytes =
+        readRegularFile(file, kThumbnailLimits.fileBytes, false);
+    return bytes ? decodeImage(*bytes, "png", kFolders.back().pixels, kThumbnailLimits).image
+                 : QImage();
 }
 
 /// Whether `image`, read from the cache, speaks for the item as it is now.
@@ -88,14 +62,6 @@ bool describes(const QImage& image, const QByteArray& uri, qint64 modified, qint
     // The size is optional; when it is there it must match too.
     const QString sizeText = image.text(kSizeKey);
     return sizeText.isEmpty() || sizeText.toLongLong() == size;
-}
-
-void makeFolder(const QString& path) {
-    // The standard's folders are the user's own: 0700.
-    if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno == ENOENT) {
-        makeFolder(QFileInfo(path).path());
-        ::mkdir(QFile::encodeName(path).constData(), S_IRWXU);
-    }
 }
 
 /// Writes `bytes` to a temporary name beside `path` and renames it there, so that a reader
@@ -141,6 +107,20 @@ QString ThumbnailCache::folderFor(int pixels) {
     return QString::fromLatin1(kFolders.at(firstFolderFor(pixels)).name);
 }
 
+qint64 ThumbnailCache::changed() const {
+    qint64 latest = 0;
+    for (const SizeFolder& folder : kFolders) {
+        struct stat status {};
+        const QByteArray path =
+            QFile::encodeName(m_root + QLatin1Char('/') + QLatin1String(folder.name));
+        if (::stat(path.constData(), &status) == 0) {
+            latest = std::max(latest, qint64{status.st_mtim.tv_sec} * 1'000'000'000 +
+                                          status.st_mtim.tv_nsec);
+        }
+    }
+    return latest;
+}
+
 QImage ThumbnailCache::thumbnailFor(const QString& path, int pixels) const {
     struct stat status {};
     if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -157,18 +137,18 @@ QImage ThumbnailCache::thumbnailFor(const QString& path, int pixels) const {
     if (image.isNull() && madeFromItsImage(path) && !failedBefore(item)) {
         image = make(item, pixels);
     }
-    return image.isNull() ? image : fitted(std::move(image), pixels);
+    if (image.width() > pixels || image.height() > pixels) {
+        image = image.scaled(pixels, pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    }
+    return image;
 }
 
 QImage ThumbnailCache::cached(const Item& item, int pixels) const {
     // A larger size serves too; a smaller one would look blurred.
     for (std::size_t index = firstFolderFor(pixels); index < kFolders.size(); ++index) {
-        const QString file = m_root + QLatin1Char('/') + QLatin1String(kFolders.at(index).name) +
-                             QLatin1Char('/') + item.fileName;
-        if (!QFile::exists(file)) {
-            continue;
-        }
-        QImage image = QImageReader(file, "png").read();
+        QImage image =
+            readCached(m_root + QLatin1Char('/') + QLatin1String(kFolders.at(index).name) +
+                       QLatin1Char('/') + item.fileName);
         if (describes(image, item.uri, item.modified, item.size)) {
             return image;
         }
@@ -177,49 +157,29 @@ QImage ThumbnailCache::cached(const Item& item, int pixels) const {
 }
 
 bool ThumbnailCache::failedBefore(const Item& item) const {
-    const QString file = m_root + QStringLiteral("/fail/verrabel/") + item.fileName;
-    return QFile::exists(file) &&
-           describes(QImageReader(file, "png").read(), item.uri, item.modified, item.size);
+    return describes(readCached(m_root + QStringLiteral("/fail/verrabel/") + item.fileName),
+                     item.uri, item.modified, item.size);
 }
 
 QImage ThumbnailCache::make(const Item& item, int pixels) const {
     const std::size_t index = firstFolderFor(pixels);
-    const int side = kFolders.at(index).pixels;
-    QImageReader reader(item.path);
-    const QByteArray format = reader.format();
-    // What the name promised, or nothing: a TIFF named .png is the file manager's to show.
-    if (!format.isEmpty() && !madeFormat(format)) {
-        return {};
+    const std::optional<QByteArray> bytes =
+        readRegularFile(item.path, DecodingLimits().fileBytes, true);
+    if (!bytes) {
+        return {}; // gone, unreadable or too large meanwhile: nothing to say about the image
     }
-    const QSize original = reader.size();
-    // PNG's reader takes a size too, but decodes the whole image first.
-    const bool scalesWhileReading =
-        format == "jpeg" || format == "jpg" || format == "webp" || format.startsWith("svg");
-    // Too big to read whole without holding up the rows behind it: left to the file manager.
-    if (item.size > (format.startsWith("svg") ? kLargestDrawing : kLargestImage) ||
-        (!scalesWhileReading &&
-         static_cast<qint64>(original.width()) * original.height() * 4 > kLargestDecoded)) {
-        return {};
-    }
-    reader.setAutoTransform(true); // a photo upright, as its camera meant
-    if (original.width() > side || original.height() > side) {
-        reader.setScaledSize(original.scaled(side, side, Qt::KeepAspectRatio).expandedTo({1, 1}));
-    }
-    QImage image = reader.read();
-    if (image.isNull()) {
-        if (reader.error() != QImageReader::InvalidDataError &&
-            reader.error() != QImageReader::UnsupportedFormatError) {
-            return {}; // gone or unreadable meanwhile: nothing to say about the image
-        }
+    const Decoded decoded = decodeImage(*bytes, QFileInfo(item.path).suffix().toLatin1(),
+                                        kFolders.at(index).pixels, DecodingLimits());
+    if (decoded.broken) {
         // Remembered, so that a broken image is not read again until it changes.
         QImage mark(1, 1, QImage::Format_ARGB32);
         mark.fill(Qt::transparent);
         store(item, mark, QStringLiteral("fail/verrabel"));
-        return {};
     }
-    image = fitted(std::move(image), side);
-    store(item, image, QLatin1String(kFolders.at(index).name));
-    return image;
+    if (!decoded.image.isNull()) {
+        store(item, decoded.image, QLatin1String(kFolders.at(index).name));
+    }
+    return decoded.image;
 }
 
 void ThumbnailCache::store(const Item& item, QImage image, const QString& folder) const {
@@ -234,7 +194,9 @@ void ThumbnailCache::store(const Item& item, QImage image, const QString& folder
         return;
     }
     const QString destination = m_root + QLatin1Char('/') + folder;
-    makeFolder(destination);
+    if (makePrivateFolder(destination)) {
+        return;
+    }
     writeAtomically(destination + QLatin1Char('/') + item.fileName, bytes);
 }
 

@@ -20,6 +20,9 @@ public:
     /// none and none can be made.
     [[nodiscard]] QImage thumbnailFor(const QString& path, int pixels) const;
 
+    /// When a thumbnail was last added to the cache, in nanoseconds: any program's, in any size.
+    [[nodiscard]] qint64 changed() const;
+
     /// The item's URI as the cache names it: file://, percent-encoded as GLib does.
     [[nodiscard]] static QByteArray uriOf(const QString& path);
     /// The file name of the URI's thumbnail in every size folder.

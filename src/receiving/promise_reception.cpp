@@ -8,6 +8,7 @@
 #include "platform/folders.h"
 #include "platform/main_thread.h"
 #include "platform/platform.h"
+#include "platform/private_folders.h"
 #include "platform/work_queue.h"
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
@@ -16,34 +17,9 @@
 #include <QPointer>
 #include <QUuid>
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace verrabel {
-
-namespace {
-
-/// Makes the folder and any missing parents; the system's description of why not, if not.
-std::optional<QString> makeFolder(const QString& path) {
-    const QStringList parts = QDir::cleanPath(path).split(QLatin1Char('/'));
-    QString made;
-    for (const QString& part : parts) {
-        made += part + QLatin1Char('/');
-        if (mkdir(QFile::encodeName(made).constData(), S_IRWXU) != 0 && errno != EEXIST) {
-            return QString::fromLocal8Bit(std::strerror(errno));
-        }
-    }
-    struct stat folder {};
-    if (stat(QFile::encodeName(path).constData(), &folder) != 0 || !S_ISDIR(folder.st_mode)) {
-        return QString::fromLocal8Bit(std::strerror(ENOTDIR));
-    }
-    return std::nullopt;
-}
-
-} // namespace
 
 void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receivers) {
     for (const auto& promise : receivers) {
@@ -51,7 +27,7 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
             QDir(m_platform.folders.temporary())
                 .filePath(QStringLiteral("Verrabel-") +
                           QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
-        if (const auto failure = makeFolder(folder)) {
+        if (const auto failure = makePrivateFolder(folder)) {
             m_platform.alerts.runModal(
                 {QStringLiteral("部分文件未能保存"), *failure, {QStringLiteral("好")}});
             continue;

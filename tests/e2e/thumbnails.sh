@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Rows show the thumbnails that file managers share: a valid cached one as it is, a stale one
-# not; an image without one gets one, stored where and as GNOME's own library finds it.
+# not; an image without one gets one, stored where and as GNOME's own library finds it. A FIFO
+# in the cache holds up nothing: not the other rows, not quitting, not the next start.
 source "$(dirname "$0")/lib.sh"
 e2e_begin thumbnails welcomed
 
-# images.py: draws the images, a valid red thumbnail for cached.png and a stale green one for
-# stale.png, each as GLib names them; with "check FILE" it checks the thumbnail made for FILE.
+# images.py: draws the images, a valid red thumbnail for cached.png, a FIFO for piped.png and a
+# stale green one for stale.png, each as GLib names them; with "check FILE" it checks the thumbnail made for FILE.
 cat >"$E2E_STATE/images.py" <<'EOF_PY'
 import gi, hashlib, os, sys
 gi.require_version("GdkPixbuf", "2.0")
@@ -22,9 +23,11 @@ def thumbnail_of(path, size="normal"):
     return uri, os.path.join(cache, size, hashlib.md5(uri.encode()).hexdigest() + ".png")
 
 if sys.argv[1] == "draw":
-    for name, rgba in (("cached", 0x0000FFFF), ("fresh", 0xFF00FFFF), ("stale", 0xFFFF00FF)):
+    for name, rgba in (("cached", 0x0000FFFF), ("fresh", 0xFF00FFFF), ("piped", 0x00FFFFFF),
+                       ("stale", 0xFFFF00FF)):
         solid(rgba, 200).savev(os.path.join(desktop, name + ".png"), "png", [], [])
     os.makedirs(os.path.join(cache, "normal"), mode=0o700, exist_ok=True)
+    os.mkfifo(thumbnail_of(os.path.join(desktop, "piped.png"))[1], 0o600)
     for name, rgba, age in (("cached", 0xFF0000FF, 0), ("stale", 0x00FF00FF, 60)):
         path = os.path.join(desktop, name + ".png")
         uri, thumbnail = thumbnail_of(path)
@@ -54,7 +57,16 @@ icon_is() {
 }
 expect "a valid cached thumbnail is shown" eventually 3 icon_is 0 '#FF0000'
 expect "an image without one shows its own" eventually 3 icon_is 1 '#FF00FF'
-expect "a stale one is not used" eventually 3 icon_is 2 '#FFFF00'
+expect "a FIFO where its thumbnail would be holds up nothing" eventually 3 icon_is 2 '#00FFFF'
+expect "a stale one is not used" eventually 3 icon_is 3 '#FFFF00'
 expect "the thumbnail made is stored as the standard says" \
   /usr/bin/python3 "$E2E_STATE/images.py" check fresh.png
 expect "the stale one is replaced" /usr/bin/python3 "$E2E_STATE/images.py" check stale.png
+
+tray_host bottom
+expect "the tray icon docks" eventually 8 tray_docked
+expect "a click opens the menu" open_menu
+xdotool key ctrl+q
+expect "Quit ends Verrabel" eventually 5 process_gone "$E2E_APP"
+e2e_launch
+expect "a new start shows its shelf" bring_shelf_down

@@ -1,15 +1,21 @@
 #include "listing/file_list_view.h"
 #include "listing/file_row.h"
 #include "listing/thumbnail_cache.h"
+#include "listing/thumbnail_decoding.h"
 #include "support/fake_platform.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QScrollArea>
+#include <QShowEvent>
 
 #include <sys/stat.h>
 
+#include <unistd.h>
 #include <utime.h>
+#include <zlib.h>
 
 namespace verrabel {
 namespace {
@@ -114,6 +120,97 @@ TEST(ThumbnailCache, FindsValidThumbnailsAndStoresNewOnesAsFileManagersDo) {
     EXPECT_EQ(files.names("cache/thumbnails/normal").size(), 3);
 }
 
+QByteArray gzipped(const QByteArray& bytes) {
+    z_stream stream{};
+    EXPECT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, 16 + MAX_WBITS, 9, Z_DEFAULT_STRATEGY), Z_OK);
+    QByteArray out(static_cast<qsizetype>(deflateBound(&stream, bytes.size())), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.constData()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    out.truncate(static_cast<qsizetype>(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
+QByteArray encoded(const QImage& image, const char* format) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    EXPECT_TRUE(image.save(&buffer, format));
+    return bytes;
+}
+
+TEST(ThumbnailDecoding, HostileFilesNeverBlockAndNoImageDecodesPastItsLimits) {
+    Files files;
+    // A FIFO is never opened for reading, named or behind a link; a link only where followed.
+    ASSERT_EQ(mkfifo(files.native("pipe.png").constData(), 0600), 0);
+    ASSERT_EQ(symlink(files.native("pipe.png").constData(), files.native("to-pipe.png")), 0);
+    files.write("real.png", "12345");
+    ASSERT_EQ(symlink(files.native("real.png").constData(), files.native("to-real.png")), 0);
+    EXPECT_FALSE(readRegularFile(files.path("pipe.png"), 100, true));
+    EXPECT_FALSE(readRegularFile(files.path("to-pipe.png"), 100, true));
+    EXPECT_FALSE(readRegularFile(files.path("to-real.png"), 100, false));
+    EXPECT_EQ(readRegularFile(files.path("to-real.png"), 100, true), QByteArray("12345"));
+    EXPECT_FALSE(readRegularFile(files.path("real.png"), 4, true));
+
+    // The cache's FIFO where the thumbnail or the failure mark would be: a thumbnail is made.
+    const QString root = files.path("cache");
+    const QString photo = files.path("photo.png");
+    drawImage(photo, {20, 20}, Qt::blue);
+    const QString name = ThumbnailCache::fileNameOf(ThumbnailCache::uriOf(photo));
+    QDir().mkpath(root + "/normal");
+    QDir().mkpath(root + "/fail/verrabel");
+    ASSERT_EQ(mkfifo(QFile::encodeName(root + "/normal/" + name).constData(), 0600), 0);
+    ASSERT_EQ(mkfifo(QFile::encodeName(root + "/fail/verrabel/" + name).constData(), 0600), 0);
+    EXPECT_EQ(ThumbnailCache(root).thumbnailFor(photo, 32).pixelColor(1, 1), QColor(Qt::blue));
+
+    const DecodingLimits limits{1 << 20, 4096, 64 * 64 * 4};
+    const QByteArray drawing = "<svg xmlns='http://www.w3.org/2000/svg' width='10' height='10'>"
+                               "<rect width='10' height='10' fill='#00ff00'/></svg>";
+    const QByteArray padded = QByteArray(drawing).insert(drawing.size() - 6, QByteArray(8192, ' '));
+    // A compressed drawing counts by its inflated size, whatever its name; within it, it draws.
+    EXPECT_EQ(decodeImage(gzipped(drawing), "svg", 32, limits).image.pixelColor(5, 5),
+              QColor(Qt::green));
+    for (const char* format : {"svg", "png"}) {
+        const Decoded inflated = decodeImage(gzipped(padded), format, 32, limits);
+        EXPECT_TRUE(inflated.image.isNull() && !inflated.broken) << format;
+        // A drawing named as a photo counts as a drawing.
+        EXPECT_TRUE(decodeImage(padded, format, 32, limits).image.isNull()) << format;
+    }
+    EXPECT_TRUE(decodeImage(gzipped(gzipped(drawing)), "svg", 32, limits).image.isNull());
+
+    // Pixels: an image that would decode past the limit is not decoded, WebP too; not broken.
+    QImage square(64, 64, QImage::Format_RGB32);
+    square.fill(Qt::red);
+    const QImage wider = square.copy(0, 0, 65, 64);
+    QStringList formats{"png", "bmp"};
+    if (QImageReader::supportedImageFormats().contains("webp")) {
+        formats << "webp";
+    }
+    for (const QString& format : formats) {
+        const QByteArray kind = format.toLatin1();
+        EXPECT_FALSE(decodeImage(encoded(square, kind), kind, 32, limits).image.isNull())
+            << format.toStdString();
+        const Decoded tooLarge = decodeImage(encoded(wider, kind), kind, 32, limits);
+        EXPECT_TRUE(tooLarge.image.isNull() && !tooLarge.broken) << format.toStdString();
+    }
+
+    // A 1-bit palette PNG, as ImageMagick writes flat images, keeps its colours scaled down.
+    QImage flat(300, 300, QImage::Format_Mono);
+    flat.setColorTable({QColor(Qt::red).rgb(), QColor(Qt::blue).rgb()});
+    flat.fill(0);
+    for (int y = 0; y < 150; ++y) {
+        for (int x = 0; x < 150; ++x) {
+            flat.setPixel(x, y, 1);
+        }
+    }
+    const QImage shown = decodeImage(encoded(flat, "png"), "png", 32, {1 << 20, 0, 1 << 20}).image;
+    EXPECT_EQ(shown.pixelColor(24, 24), QColor(Qt::red));
+    EXPECT_EQ(shown.pixelColor(4, 4), QColor(Qt::blue));
+}
+
 using RowThumbnailsTest = testing::ShelfTest;
 
 TEST_F(RowThumbnailsTest, RowsSeenAskForThumbnailsAndRowsGoneBeforeTheirTurnCostNothing) {
@@ -152,6 +249,23 @@ TEST_F(RowThumbnailsTest, RowsSeenAskForThumbnailsAndRowsGoneBeforeTheirTurnCost
     EXPECT_TRUE(thumbnails.items.empty());
     list = qobject_cast<FileListView*>(shelf->scroll->widget());
     EXPECT_FALSE(qobject_cast<FileRow*>(list->rowAt(0))->thumbnail().isNull());
+
+    // An item without one gets the one a file manager makes later, once its row shows again.
+    auto* text = qobject_cast<FileRow*>(list->rowAt(1));
+    paint(1);
+    thumbnails.runAll();
+    QCoreApplication::processEvents();
+    ASSERT_TRUE(text->thumbnail().isNull());
+    const QString item = files.path("Desktop/c.txt");
+    storeThumbnail(files.path("thumbnails/normal/") +
+                       ThumbnailCache::fileNameOf(ThumbnailCache::uriOf(item)),
+                   item, modifiedOf(item), Qt::red);
+    QShowEvent shownAgain;
+    QCoreApplication::sendEvent(text, &shownAgain);
+    paint(1);
+    thumbnails.runAll();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(text->thumbnail().toImage().pixelColor(5, 5), QColor(Qt::red));
 }
 
 } // namespace

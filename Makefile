@@ -64,15 +64,16 @@ sanitize:
 	@cd $(DEBUG_DIR) && ctest --output-on-failure -j$(JOBS) -LE 'e2e|packaging'
 
 # The fuzz targets in fuzz/, each for FUZZ_RUNS executions or at most FUZZ_SECONDS, with
-# AddressSanitizer and UBSan; not part of make test. Their corpora stay in $(FUZZ_DIR)/corpus.
+# AddressSanitizer and UBSan, and no single allocation over 64 MB; not part of make test. Their
+# corpora stay in $(FUZZ_DIR)/corpus.
 fuzz:
 	@scripts/setup.sh build fuzz
 	@CXX=clang++ cmake -S fuzz -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	@cmake --build $(FUZZ_DIR) -j$(JOBS)
-	@for target in candidate_names proposed_name file_url; do \
+	@for target in candidate_names proposed_name file_url image_limits; do \
 	  mkdir -p $(FUZZ_DIR)/corpus/$$target && \
 	  $(FUZZ_DIR)/$${target}_fuzz -runs=$(FUZZ_RUNS) -max_total_time=$(FUZZ_SECONDS) \
-	    -print_final_stats=1 $(FUZZ_DIR)/corpus/$$target || exit 1; \
+	    -malloc_limit_mb=64 -print_final_stats=1 $(FUZZ_DIR)/corpus/$$target || exit 1; \
 	done
 
 bench: build

@@ -9,6 +9,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$build/bench/listing_bench"
 "$here/listing_scale.sh" "$build"
 "$here/thumbnail_scale.sh" "$build"
+"$here/hostile_images.sh" "$build"
 for session in x11 gnome-shell sway sway-native; do
   "$here/hover_latency.sh" "$build" "$session"
 done

@@ -2,6 +2,7 @@
 
 #include "platform/main_thread.h"
 #include "platform/work_queue.h"
+#include "thumbnail_decoding.h"
 
 #include <optional>
 #include <utility>
@@ -19,7 +20,9 @@ RowThumbnails::RowThumbnails(QueueFactory& queues, const QString& cacheRoot)
     : m_cache(std::make_shared<const ThumbnailCache>(cacheRoot))
     , m_recent(kRecentCost)
     , m_queue(
-          queues.makeSerialQueue(QStringLiteral("Verrabel.thumbnails"), QueuePriority::Utility)) {}
+          queues.makeSerialQueue(QStringLiteral("Verrabel.thumbnails"), QueuePriority::Utility)) {
+    limitImageAllocations(DecodingLimits());
+}
 
 RowThumbnails::~RowThumbnails() = default;
 

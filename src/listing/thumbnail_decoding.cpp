@@ -47,6 +47,9 @@ const MadeKind* madeKindOf(const QByteArray& format) {
     return found != kMadeKinds.end() ? found : nullptr;
 }
 
+// What is read or inflated at a time.
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
+
 bool gzipped(const QByteArray& bytes) {
     return bytes.startsWith("\x1f\x8b");
 }
@@ -62,7 +65,7 @@ std::optional<QByteArray> inflateAtMost(const QByteArray& bytes, qint64 limit) {
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.constData()));
     stream.avail_in = static_cast<uInt>(bytes.size());
     QByteArray inflated;
-    std::array<char, 64 * 1024> piece{};
+    std::array<char, kPieceBytes> piece{};
     int status = Z_OK;
     while (status == Z_OK) {
         stream.next_out = reinterpret_cast<Bytef*>(piece.data());
@@ -86,6 +89,11 @@ QImage in32Bits(const QImage& image) {
 
 } // namespace
 
+void limitImageAllocations(const DecodingLimits& limits) {
+    QImageReader::setAllocationLimit(
+        static_cast<int>(std::max<qint64>(limits.decodedBytes >> 20, 1)));
+}
+
 std::optional<QByteArray> readRegularFile(const QString& path, qint64 limit, bool followLinks) {
     const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (followLinks ? 0 : O_NOFOLLOW);
     const int fd = ::open(QFile::encodeName(path).constData(), flags);
@@ -97,7 +105,7 @@ std::optional<QByteArray> readRegularFile(const QString& path, qint64 limit, boo
     if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= limit) {
         bytes.emplace();
         bytes->reserve(static_cast<qsizetype>(status.st_size));
-        std::array<char, 64 * 1024> piece{};
+        std::array<char, kPieceBytes> piece{};
         for (;;) {
             const ssize_t got = ::read(fd, piece.data(), piece.size());
             if (got < 0 && errno == EINTR) {

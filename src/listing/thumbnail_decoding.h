@@ -12,9 +12,14 @@ namespace verrabel {
 /// compressed drawing once inflated, and the pixels decoded.
 struct DecodingLimits {
     qint64 fileBytes = qint64{200} << 20;
-    qint64 drawingBytes = qint64{16} << 20;
+    qint64 drawingBytes = qint64{8} << 20;
     qint64 decodedBytes = qint64{128} << 20;
 };
+
+/// Qt's readers allocate by what a file says deep inside (a GIF frame larger than the image
+/// whose size it told): their own limit on any one image, set for the whole process to
+/// `limits.decodedBytes`. On the main thread, before any worker decodes.
+void limitImageAllocations(const DecodingLimits& limits);
 
 /// The whole of a regular file of at most `limit` bytes, or nothing: not for a FIFO, a device or
 /// a folder (checked on the opened descriptor, which never waits for a writer), nor for a

@@ -105,11 +105,11 @@ private:
     QString m_folder;
     testing::FakePlatform m_fakes;
     ThemeFileIcons m_icons;
-    Platform m_services{m_fakes.folders,  m_fakes.screens,  m_fakes.pointer,   m_fakes.compositor,
-                        m_fakes.floating, m_fakes.clock,    m_fakes.workspace, m_fakes.alerts,
-                        m_fakes.queues,   m_fakes.timers,   m_fakes.watchers,  m_icons,
-                        m_fakes.drags,    m_fakes.promises, m_fakes.transfers, m_fakes.activity,
-                        m_fakes.settings, m_fakes.statusBar};
+    Platform m_services{m_fakes.folders,  m_fakes.screens,    m_fakes.pointer,  m_fakes.compositor,
+                        m_fakes.floating, m_fakes.fullscreen, m_fakes.clock,    m_fakes.workspace,
+                        m_fakes.alerts,   m_fakes.queues,     m_fakes.timers,   m_fakes.watchers,
+                        m_icons,          m_fakes.drags,      m_fakes.promises, m_fakes.transfers,
+                        m_fakes.activity, m_fakes.settings,   m_fakes.statusBar};
     std::unique_ptr<ShelfController> m_shelf;
 };
 

@@ -57,14 +57,32 @@ public:
     [[nodiscard]] virtual bool seenOnlyWhereTaken() const = 0;
 };
 
+/// How high a floating window stands: above everything, or above every window but an active
+/// fullscreen one (a video, a game), which the compositor then keeps in front of it.
+enum class Stacking { AboveAll, UnderFullscreen };
+
 /// Sets windows of ours up to float above the desktop's own: above other windows on every
 /// desktop, out of the taskbar and window switching, never taking the keyboard focus from the
 /// user's window, unmovable and exactly where they are put.
 class FloatingWindows {
 public:
     virtual ~FloatingWindows() = default;
-    /// Before `window` is first shown.
-    virtual void setUp(QWidget& window) = 0;
+    /// Before `window` is first shown. Where the compositor stacks no window of ours under a
+    /// fullscreen one by itself, `stacking` changes nothing.
+    virtual void setUp(QWidget& window, Stacking stacking) = 0;
+};
+
+/// The active window while it is fullscreen, as far as the platform can tell: where it cannot
+/// (a native window seen from Xwayland), there is none.
+class FullscreenWatch : public QObject {
+    Q_OBJECT
+public:
+    /// The active window's frame in global points while it is fullscreen; none otherwise.
+    [[nodiscard]] virtual std::optional<QRectF> activeFullscreen() const = 0;
+
+Q_SIGNALS:
+    /// The active window changed, or went into fullscreen or out of it, or moved.
+    void changed();
 };
 
 /// Whether a compositing manager draws translucent windows; without one, shapes need a mask.

@@ -11,6 +11,7 @@ class FileIcons;
 class FilePromises;
 class FileTransfers;
 class FloatingWindows;
+class FullscreenWatch;
 class Folders;
 class Pointer;
 class ProcessActivity;
@@ -28,6 +29,7 @@ struct Platform {
     Pointer& pointer;
     Compositor& compositor;
     FloatingWindows& floating;
+    FullscreenWatch& fullscreen;
     Clock& clock;
     Workspace& workspace;
     Alerts& alerts;

@@ -64,6 +64,7 @@ struct SystemPlatform::Parts {
                       windows->pointer(),
                       windows->compositor(),
                       windows->floating(),
+                      windows->fullscreen(),
                       clock,
                       workspace,
                       alerts,

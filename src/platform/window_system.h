@@ -9,6 +9,7 @@ class FileDrags;
 class FilePromises;
 class FileTransfers;
 class FloatingWindows;
+class FullscreenWatch;
 class MotionWatch;
 class Pointer;
 class QueueFactory;
@@ -25,6 +26,7 @@ public:
     [[nodiscard]] virtual Compositor& compositor() = 0;
     [[nodiscard]] virtual FileDrags& drags() = 0;
     [[nodiscard]] virtual FilePromises& promises() = 0;
+    [[nodiscard]] virtual FullscreenWatch& fullscreen() = 0;
 };
 
 /// What the window system is made of and needs from the rest of the platform.

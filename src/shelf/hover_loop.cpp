@@ -38,7 +38,8 @@ void ShelfController::tick() {
         edgeSeenAt.reset();
     }
 
-    if (at(notch::hotZone(*screen, edgeOnly))) {
+    // Open, the zone keeps the shelf open as ever; collapsed, it opens it unless it stands aside.
+    if (at(notch::hotZone(*screen, edgeOnly)) && (expanded || !edgeStandsAside())) {
         outsideSince.reset();
         if (edgeOnly) {
             edgeSeenAt = now;
@@ -70,6 +71,21 @@ void ShelfController::tick() {
 
 bool ShelfController::watchesTopEdgeOnly() const {
     return screen && (screen->topBandIsBar || m_platform.pointer.seenOnlyWhereTaken());
+}
+
+bool ShelfController::edgeStandsAside() const {
+    const std::optional<QRectF> fullscreen = m_platform.fullscreen.activeFullscreen();
+    return screen && fullscreen && fullscreen->intersects(screen->frame);
+}
+
+void ShelfController::fullscreenChanged() {
+    // The edge's zone goes or comes back at once; a pointer resting there counts from now.
+    if (!expanded) {
+        layout();
+        if (timer) {
+            timer->resume();
+        }
+    }
 }
 
 void ShelfController::expand() {

@@ -36,7 +36,8 @@ void ShelfController::layout() {
     const QRectF hotZone = notch::hotZone(*screen, watchesTopEdgeOnly());
     if (!expanded) {
         panel->orderOut();
-        m_platform.pointer.watch({hotZone}, *panel);
+        m_platform.pointer.watch(edgeStandsAside() ? QList<QRectF>() : QList<QRectF>{hotZone},
+                                 *panel);
         return;
     }
     panel->setFrame(notch::expandedFrame(*screen));

@@ -54,6 +54,8 @@ ShelfController::ShelfController(const Platform& platform)
     panel->setContentView(root);
     buildViewTree();
     connect(&platform.screens, &Screens::changed, this, &ShelfController::reposition);
+    connect(&platform.fullscreen, &FullscreenWatch::changed, this,
+            &ShelfController::fullscreenChanged);
     reposition();
     refresh();
     startWatcher();

@@ -70,6 +70,10 @@ private:
     /// Only the strip along the top edge opens the shelf: the rest of the zone is a desktop's
     /// bar, or cannot be watched without taking the clicks of the windows below.
     [[nodiscard]] bool watchesTopEdgeOnly() const;
+    /// The active window on the shelf's screen is fullscreen (a video, a game): the edge does
+    /// not open the shelf and takes nothing from that window.
+    [[nodiscard]] bool edgeStandsAside() const;
+    void fullscreenChanged();
     void startWatcher();
     void completeRefresh(const std::shared_ptr<const ScanResult>& result);
     void render(const std::shared_ptr<const ScanResult>& result);

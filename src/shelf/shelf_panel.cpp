@@ -11,7 +11,7 @@ ShelfPanel::ShelfPanel(const Screens& screens, const Compositor& compositor,
     , m_compositor(compositor) {
     // Before the window may be made: its colours with alpha are chosen then.
     setAttribute(Qt::WA_TranslucentBackground);
-    floating.setUp(*this);
+    floating.setUp(*this, Stacking::AboveAll);
     setWindowTitle(QStringLiteral("Verrabel"));
     setAttribute(Qt::WA_ShowWithoutActivating);
     // The panel is never the active window, and Qt shows tooltips only for the active one.

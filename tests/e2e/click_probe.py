@@ -1,7 +1,8 @@
 """A native window that covers the whole screen and notes where it is first clicked.
 
-Usage: click_probe.py FILE. The first button press writes "X Y" (in the window's coordinates)
-to FILE; the window then goes. It is ready once it has written "ready" to FILE, when it is mapped."""
+Usage: click_probe.py FILE [--fullscreen]. The first button press writes "X Y" (in the window's
+coordinates) to FILE; the window then goes. It is ready once it has written "ready" to FILE, when
+it is mapped (and fullscreen, when asked to be)."""
 
 import sys
 
@@ -23,14 +24,30 @@ def pressed(_widget, event):
     Gtk.main_quit()
 
 
-def mapped(*_args):
+fullscreen = "--fullscreen" in sys.argv[2:]
+
+
+def ready():
     with open(note, "w", encoding="utf-8") as out:
         out.write("ready\n")
+
+
+def mapped(*_args):
+    if not fullscreen:
+        ready()
+
+
+def state_changed(_widget, event):
+    if fullscreen and event.new_window_state & 16:  # Gdk.WindowState.FULLSCREEN
+        ready()
 
 
 window.add_events(0x100)  # Gdk.EventMask.BUTTON_PRESS_MASK
 window.connect("button-press-event", pressed)
 window.connect("destroy", Gtk.main_quit)
 window.connect("map-event", mapped)
+window.connect("window-state-event", state_changed)
+if fullscreen:
+    window.fullscreen()
 window.show_all()
 Gtk.main()

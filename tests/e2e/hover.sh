@@ -17,6 +17,7 @@ wait "$E2E_APP" || true
 e2e_launch XDG_SESSION_TYPE=wayland
 sleep 2
 expect_hover
+expect_fullscreen_left_alone
 
 # A panel the desktop keeps along the top, 32 high: the shelf hangs below it, only the top edge
 # brings it down, and the rest of the panel stays the panel's.

@@ -235,6 +235,33 @@ expect_click_below_the_edge() {
   expect "the click reaches the native window" eventually 3 grep -Eqx '[0-9]+ [0-9]+' "$note" 2>/dev/null
 }
 
+# expect_fullscreen_left_alone: with a window fullscreen and active, the pointer pushed against
+# the top centre brings no shelf, and a click there reaches that window; once it has gone with
+# the click, the edge brings the shelf down again.
+expect_fullscreen_left_alone() {
+  local note="$HOME/fullscreen-probe"
+  rm -f "$note"
+  glide 300 700
+  expect "the shelf is up before" eventually 2 shelf_hidden
+  if [[ -n "$WAYLAND_PID" ]]; then
+    wayland_own "$HOME"
+    wayland_native /usr/bin/python3 "$E2E_SOURCE/tests/e2e/click_probe.py" "$note" --fullscreen
+  else
+    xsession_launch /usr/bin/python3 "$E2E_SOURCE/tests/e2e/click_probe.py" "$note" --fullscreen
+  fi
+  expect "a window fullscreen and active" eventually 10 grep -qsx ready "$note"
+  glide 800 300
+  glide 800 0
+  pointer mousemove_relative -- 0 -5
+  sleep 0.5
+  expect "pushed at the top centre over a fullscreen window, the shelf stays up" shelf_hidden
+  pointer click 1
+  expect "a click at the top centre reaches the fullscreen window" \
+    eventually 3 grep -Eqx '[0-9]+ [0-9]+' "$note" 2>/dev/null
+  glide 800 300
+  expect "with it gone, the edge brings the shelf down again" bring_shelf_down
+}
+
 # native_only NAME [PROGRAM]: skips the scenario NAME where Verrabel cannot run natively (a build
 # without the layer-shell backend) or the compositor PROGRAM is not installed.
 native_only() {

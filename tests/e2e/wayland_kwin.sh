@@ -55,3 +55,4 @@ outer drag "$FIRST_ROW_X" "$(first_row_y)" 1200 800
 expect "a row dragged into an X11 file manager is copied" eventually 5 test -e "$HOME/Target/native.txt"
 
 expect_click_below_the_edge
+expect_fullscreen_left_alone

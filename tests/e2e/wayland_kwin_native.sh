@@ -22,3 +22,4 @@ expect_hover
 expect_native_drops 667 420 800 650
 
 expect_click_below_the_edge
+expect_fullscreen_left_alone

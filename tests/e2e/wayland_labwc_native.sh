@@ -17,3 +17,4 @@ expect_hover
 
 # thunar's first icon is at (338, 628).
 expect_native_drops 338 628 500 700
+expect_fullscreen_left_alone

@@ -25,3 +25,4 @@ expect_native_drops 336 560 300 700
 
 expect_tray_in_waybar
 expect_click_below_the_edge
+expect_fullscreen_left_alone

@@ -241,6 +241,35 @@ TEST_F(Shelf, WhereThePointerIsSeenOnlyByTakingItsClicksOnlyTheTopEdgeOpens) {
     EXPECT_TRUE(shelf.expanded);
 }
 
+TEST_F(Shelf, AFullscreenWindowOnItsScreenKeepsTheEdgeClosedAndItsClicks) {
+    const QRectF hotZone(665, 948, 270, 52);
+    const testing::FakeTimer& timer = *platform.timers.last;
+    platform.fullscreen.set(QRectF(0, 0, 1600, 1000));
+    EXPECT_TRUE(platform.pointer.zones.isEmpty()); // nothing of ours over it at the edge
+    stay(kNotch, 1.0);
+    EXPECT_FALSE(shelf.expanded);
+    // The tray's way still shows it, and the edge keeps it open as ever.
+    shelf.showShelf();
+    stay(kNotch, 3.0);
+    EXPECT_TRUE(shelf.expanded);
+    step(kFarAway);
+    step(kFarAway, 0.2);
+    EXPECT_FALSE(shelf.expanded);
+    EXPECT_TRUE(platform.pointer.zones.isEmpty());
+    // Out of fullscreen, or fullscreen on another screen: the edge works again at once.
+    for (const QRectF elsewhere : {QRectF(), QRectF(1600, 0, 1600, 1000)}) {
+        const int resumes = timer.resumes;
+        platform.fullscreen.set(elsewhere.isNull() ? std::nullopt : std::optional(elsewhere));
+        EXPECT_GT(timer.resumes, resumes); // a pointer resting at the edge counts from now
+        EXPECT_EQ(platform.pointer.zones, QList{hotZone});
+        step(kNotch);
+        EXPECT_TRUE(shelf.expanded);
+        platform.finishScans();
+        step(kFarAway);
+        step(kFarAway, 0.2);
+    }
+}
+
 TEST_F(Shelf, HoldsKeepItOpenAndOnlyExportingStopsRescans) {
     const struct {
         const char* name;

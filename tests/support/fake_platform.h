@@ -70,9 +70,19 @@ struct FakeCompositor final : Compositor {
 
 /// Frameless, as the real ones are: Qt's offscreen platform offsets framed windows.
 struct FakeFloating final : FloatingWindows {
-    void setUp(QWidget& window) override {
+    void setUp(QWidget& window, Stacking /*stacking*/) override {
         window.setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     }
+};
+
+struct FakeFullscreen final : FullscreenWatch {
+    std::optional<QRectF> frame;
+    /// The active window goes fullscreen at `frame`, or leaves it (none).
+    void set(std::optional<QRectF> fullscreen) {
+        frame = fullscreen;
+        Q_EMIT changed();
+    }
+    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override { return frame; }
 };
 
 struct FakeClock final : Clock {
@@ -267,6 +277,7 @@ struct FakePlatform {
     FakePointer pointer;
     FakeCompositor compositor;
     FakeFloating floating;
+    FakeFullscreen fullscreen;
     FakeClock clock;
     FakeWorkspace workspace;
     FakeAlerts alerts;
@@ -280,9 +291,9 @@ struct FakePlatform {
     FakeActivity activity;
     FakeSettings settings;
     FakeStatusBar statusBar;
-    Platform services{folders,   screens,  pointer,   compositor, floating, clock,
-                      workspace, alerts,   queues,    timers,     watchers, icons,
-                      drags,     promises, transfers, activity,   settings, statusBar};
+    Platform services{folders,   screens,   pointer,  compositor, floating, fullscreen, clock,
+                      workspace, alerts,    queues,   timers,     watchers, icons,      drags,
+                      promises,  transfers, activity, settings,   statusBar};
 };
 
 /// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/

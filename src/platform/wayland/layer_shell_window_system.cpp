@@ -46,6 +46,13 @@ public:
     [[nodiscard]] bool isActive() const override { return true; }
 };
 
+/// Natively, the compositor keeps an active fullscreen window in front of the edge's surface,
+/// which is on the top layer: nothing to tell the shelf.
+class CompositorStacksFullscreen final : public FullscreenWatch {
+public:
+    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override { return std::nullopt; }
+};
+
 class LayerShellWindowSystem final : public WindowSystem {
 public:
     explicit LayerShellWindowSystem(const WindowSystemNeeds& needs)
@@ -57,6 +64,7 @@ public:
     Compositor& compositor() override { return m_compositor; }
     FileDrags& drags() override { return m_drags; }
     FilePromises& promises() override { return m_promises; }
+    FullscreenWatch& fullscreen() override { return m_fullscreen; }
 
 private:
     LayerShellWindows m_windows;
@@ -64,6 +72,7 @@ private:
     Composited m_compositor;
     QtFileDrags m_drags;
     NoFilePromises m_promises;
+    CompositorStacksFullscreen m_fullscreen;
 };
 
 void noteGlobal(void* found, wl_registry* /*registry*/, std::uint32_t /*name*/,

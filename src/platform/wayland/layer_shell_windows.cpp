@@ -11,14 +11,16 @@
 
 namespace verrabel {
 
-void LayerShellWindows::setUp(QWidget& window) {
+void LayerShellWindows::setUp(QWidget& window, Stacking stacking) {
     window.setWindowFlags(Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     window.setAttribute(Qt::WA_ShowWithoutActivating);
     // The layer surface is set up on the window before it is first shown.
     window.winId();
     auto* layer = LayerShellQt::Window::get(window.windowHandle());
     layer->setScope(QStringLiteral("verrabel"));
-    layer->setLayer(LayerShellQt::Window::LayerOverlay);
+    // Compositors keep an active fullscreen window in front of the top layer, under the overlay.
+    layer->setLayer(stacking == Stacking::AboveAll ? LayerShellQt::Window::LayerOverlay
+                                                   : LayerShellQt::Window::LayerTop);
     layer->setKeyboardInteractivity(LayerShellQt::Window::KeyboardInteractivityNone);
     // Placed from the screen's very corner: a bar's reserved band is Verrabel's to hang from.
     layer->setExclusiveZone(-1);

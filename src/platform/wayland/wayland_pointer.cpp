@@ -38,7 +38,8 @@ WaylandPointer::WaylandPointer(const Screens& screens, FloatingWindows& windows)
     : m_screens(screens)
     , m_presence(std::make_unique<PresenceSurface>())
     , m_tooltips(std::make_unique<TooltipsPassPointer>()) {
-    windows.setUp(*m_presence);
+    // A fullscreen window in front of it takes the edge back: the shelf stays out of its way.
+    windows.setUp(*m_presence, Stacking::UnderFullscreen);
     QCoreApplication::instance()->installEventFilter(this);
 }
 

@@ -34,7 +34,7 @@ bool X11FloatingWindows::wantsManagedWindows(bool xwayland) {
     return xwayland && connection != nullptr && windowManagerName(connection) == "KWin";
 }
 
-void X11FloatingWindows::setUp(QWidget& window) {
+void X11FloatingWindows::setUp(QWidget& window, Stacking /*stacking*/) {
     if (!m_managed) {
         // Bypassing the window manager puts the window on every desktop, above full-screen
         // windows, out of the taskbar and Alt-Tab, and shows and hides it without animation.

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] static bool wantsManagedWindows(bool xwayland);
 
     [[nodiscard]] bool isManaged() const { return m_managed; }
-    void setUp(QWidget& window) override;
+    void setUp(QWidget& window, Stacking stacking) override;
 
 private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;

@@ -3,6 +3,7 @@
 #include "x11_compositor.h"
 #include "x11_file_drags.h"
 #include "x11_floating_windows.h"
+#include "x11_fullscreen_watch.h"
 #include "x11_motion_watch.h"
 #include "xds_promises.h"
 #include "xwayland_pointer.h"
@@ -29,6 +30,7 @@ public:
     Compositor& compositor() override { return m_compositor; }
     FileDrags& drags() override { return m_drags; }
     FilePromises& promises() override { return m_promises; }
+    FullscreenWatch& fullscreen() override { return m_fullscreen; }
 
 private:
     // First, so that its filter of X events comes last: it turns a promise's drop into a leave
@@ -43,6 +45,7 @@ private:
     X11MotionWatch m_x11Motion;
     X11Compositor m_compositor;
     X11FileDrags m_drags;
+    X11FullscreenWatch m_fullscreen;
 };
 
 } // namespace

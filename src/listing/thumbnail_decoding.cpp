@@ -19,20 +19,22 @@ namespace verrabel {
 
 namespace {
 
-/// An image kind thumbnails are made from, and the least its reader can decode an image to,
-/// as a fraction of its pixels: JPEG's decoder scales by eighths while reading, a drawing is
-/// drawn at the size asked for, the others are decoded whole.
+/// How a kind's reader decodes: the image whole; a JPEG scaled by eighths while it is read,
+/// when it is sequential; a drawing drawn at the size asked for.
+enum class Decoding { Whole, Jpeg, Drawing };
+
+/// An image kind thumbnails are made from.
 struct MadeKind {
     const char* mimeType;
     const char* format;
-    qint64 leastPixelsDivisor; // 0: any size
+    Decoding decoding;
 };
-constexpr std::array<MadeKind, 6> kMadeKinds{{{"image/png", "png", 1},
-                                              {"image/jpeg", "jpeg", 64},
-                                              {"image/gif", "gif", 1},
-                                              {"image/webp", "webp", 1},
-                                              {"image/bmp", "bmp", 1},
-                                              {"image/svg+xml", "svg", 0}}};
+constexpr std::array<MadeKind, 6> kMadeKinds{{{"image/png", "png", Decoding::Whole},
+                                              {"image/jpeg", "jpeg", Decoding::Jpeg},
+                                              {"image/gif", "gif", Decoding::Whole},
+                                              {"image/webp", "webp", Decoding::Whole},
+                                              {"image/bmp", "bmp", Decoding::Whole},
+                                              {"image/svg+xml", "svg", Decoding::Drawing}}};
 
 /// The reader's format name as the table has it.
 QByteArray canonical(const QByteArray& format) {
@@ -49,6 +51,46 @@ const MadeKind* madeKindOf(const QByteArray& format) {
 
 // What is read or inflated at a time.
 constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
+
+/// Whether a JPEG is sequential, which libjpeg decodes scaled a band at a time. A progressive
+/// one (or another kind of frame) is held whole in the decoder, coefficients for every pixel.
+bool sequentialJpeg(const QByteArray& bytes) {
+    qsizetype at = 2; // after the start of image
+    while (at + 4 <= bytes.size() && static_cast<std::uint8_t>(bytes.at(at)) == 0xFF) {
+        const auto marker = static_cast<std::uint8_t>(bytes.at(at + 1));
+        if (marker == 0xFF) {
+            ++at; // fill byte
+            continue;
+        }
+        // Start of frame: 0xC0 to 0xCF but for the tables 0xC4, 0xC8 and 0xCC.
+        if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 &&
+            marker != 0xCC) {
+            return marker == 0xC0 || marker == 0xC1;
+        }
+        const auto length = (static_cast<std::uint8_t>(bytes.at(at + 2)) << 8) |
+                            static_cast<std::uint8_t>(bytes.at(at + 3));
+        at += 2 + length;
+    }
+    return false;
+}
+
+/// Whether decoding would hold more than the limits allow: 4 bytes a pixel decoded whole, a
+/// 64th of that for a sequential JPEG, twice that for a progressive one (coefficients for every
+/// pixel, then the image); a drawing by its size.
+bool tooCostly(const MadeKind& kind, const QByteArray& data, QSize size,
+               const DecodingLimits& limits) {
+    const qint64 pixels = qint64{size.width()} * size.height();
+    switch (kind.decoding) {
+    case Decoding::Drawing:
+        return data.size() > limits.drawingBytes;
+    case Decoding::Jpeg:
+        return sequentialJpeg(data) ? pixels * 4 / 64 > limits.decodedBytes
+                                    : pixels * 8 > limits.decodedBytes;
+    case Decoding::Whole:
+        break;
+    }
+    return pixels * 4 > limits.decodedBytes;
+}
 
 bool gzipped(const QByteArray& bytes) {
     return bytes.startsWith("\x1f\x8b");
@@ -169,19 +211,15 @@ Decoded decodeImage(const QByteArray& bytes, const QByteArray& format, int side,
     }
     QImageReader reader(&buffer, kind->format);
     reader.setAutoDetectImageFormat(false);
-    if (kind->leastPixelsDivisor == 0 && data.size() > limits.drawingBytes) {
-        return {};
-    }
     const QSize original = reader.size();
-    if (kind->leastPixelsDivisor != 0 &&
-        qint64{original.width()} * original.height() * 4 / kind->leastPixelsDivisor >
-            limits.decodedBytes) {
+    if (tooCostly(*kind, data, original, limits)) {
         return {};
     }
     reader.setAutoTransform(true); // a photo upright, as its camera meant
     // The others' readers decode whole and scale after, and Qt 6.4 scales a 1-bit image to a
     // black-and-white dither: they are scaled here, in 32 bits.
-    if (kind->leastPixelsDivisor != 1 && (original.width() > side || original.height() > side)) {
+    if (kind->decoding != Decoding::Whole &&
+        (original.width() > side || original.height() > side)) {
         reader.setScaledSize(original.scaled(side, side, Qt::KeepAspectRatio).expandedTo({1, 1}));
     }
     QImage image = reader.read();

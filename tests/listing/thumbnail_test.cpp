@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QImageReader>
+#include <QImageWriter>
 #include <QScrollArea>
 #include <QShowEvent>
 
@@ -195,6 +196,22 @@ TEST(ThumbnailDecoding, HostileFilesNeverBlockAndNoImageDecodesPastItsLimits) {
             << format.toStdString();
         const Decoded tooLarge = decodeImage(encoded(wider, kind), kind, 32, limits);
         EXPECT_TRUE(tooLarge.image.isNull() && !tooLarge.broken) << format.toStdString();
+    }
+
+    // A sequential JPEG decodes scaled while it is read; a progressive one holds every pixel.
+    QImage green(200, 200, QImage::Format_RGB32);
+    green.fill(Qt::green);
+    const DecodingLimits photoLimits{1 << 20, 0, 200 * 200 / 4};
+    for (const bool progressive : {false, true}) {
+        QByteArray jpeg;
+        QBuffer buffer(&jpeg);
+        buffer.open(QIODevice::WriteOnly);
+        QImageWriter writer(&buffer, "jpeg");
+        writer.setProgressiveScanWrite(progressive);
+        ASSERT_TRUE(writer.write(green));
+        const Decoded decoded = decodeImage(jpeg, "jpg", 32, photoLimits);
+        EXPECT_EQ(decoded.image.isNull(), progressive);
+        EXPECT_FALSE(decoded.broken);
     }
 
     // A 1-bit palette PNG, as ImageMagick writes flat images, keeps its colours scaled down.

@@ -61,9 +61,12 @@ int main(int argc, char* argv[]) {
     });
     QTimer::singleShot(0, &delegate, &verrabel::AppDelegate::applicationDidFinishLaunching);
     QApplication::exec();
-    // Quitting: the session is free for a new start at once, and a worker still busy with a
-    // slow file is not waited for: Quit ends Verrabel within a second.
+    // Quitting: the session is free for a new start at once. Files being saved are saved;
+    // after that a worker still busy with a slow file (a thumbnail) is not waited for.
     instance.release();
+    while (delegate.shelf && delegate.shelf->busy > 0) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
     verrabel::endProcessWithin(std::chrono::milliseconds(800));
     return 0;
 }

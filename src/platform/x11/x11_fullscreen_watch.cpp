@@ -45,6 +45,21 @@ xcb_window_t windowOf(const xcb_generic_event_t* event, std::uint8_t type) {
     }
 }
 
+/// X pixels in Qt's global coordinates, which keep each screen's top-left corner where the X
+/// server has it and scale what lies beyond it by the screen's pixel ratio; none off every screen.
+std::optional<QRectF> fromPixels(const QRectF& pixels) {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    for (const QScreen* screen : screens) {
+        const QRect geometry = screen->geometry();
+        const qreal ratio = screen->devicePixelRatio();
+        if (QRectF(geometry.topLeft(), QSizeF(geometry.size()) * ratio).contains(pixels.center())) {
+            const QPointF origin = geometry.topLeft();
+            return QRectF(origin + (pixels.topLeft() - origin) / ratio, pixels.size() / ratio);
+        }
+    }
+    return std::nullopt;
+}
+
 template <typename Cookie>
 void forget(xcb_connection_t* x, std::optional<Cookie>& asked) {
     if (asked) {
@@ -92,30 +107,39 @@ X11FullscreenWatch::~X11FullscreenWatch() {
 }
 
 void X11FullscreenWatch::readEvents() {
-    while (xcb_generic_event_t* event = xcb_poll_for_event(m_x)) {
-        const auto type = static_cast<std::uint8_t>(event->response_type & 0x7f);
-        if (type == XCB_PROPERTY_NOTIFY) {
-            const auto* change = reinterpret_cast<const xcb_property_notify_event_t*>(event);
-            if (change->window == m_root && change->atom == m_activeAtom) {
-                askActiveWindow();
-            } else if (change->window == m_active && change->atom == m_stateAtom) {
-                askAboutActive();
-            }
-        } else if (windowOf(event, type) == m_active && m_active != XCB_NONE) {
-            // A window manager may leave a destroyed window named active: nothing is then.
-            if (type == XCB_DESTROY_NOTIFY) {
-                m_active = XCB_NONE;
-            }
-            askAboutActive(); // moved to another screen, resized, hidden or shown again
+    // Asking for replies may read events off the socket too: those are taken before returning,
+    // as the socket will not tell of them again.
+    xcb_generic_event_t* event = xcb_poll_for_event(m_x);
+    do {
+        for (; event != nullptr; event = xcb_poll_for_queued_event(m_x)) {
+            handle(*event);
+            std::free(event);
         }
-        std::free(event);
-    }
+        takeReplies();
+        event = xcb_poll_for_queued_event(m_x);
+    } while (event != nullptr);
     if (xcb_connection_has_error(m_x) != 0) {
         m_notifier->setEnabled(false); // the X server went: nothing more to learn
         conclude(std::nullopt);
-        return;
     }
-    takeReplies();
+}
+
+void X11FullscreenWatch::handle(const xcb_generic_event_t& event) {
+    const auto type = static_cast<std::uint8_t>(event.response_type & 0x7f);
+    if (type == XCB_PROPERTY_NOTIFY) {
+        const auto* change = reinterpret_cast<const xcb_property_notify_event_t*>(&event);
+        if (change->window == m_root && change->atom == m_activeAtom) {
+            askActiveWindow();
+        } else if (change->window == m_active && change->atom == m_stateAtom) {
+            askAboutActive();
+        }
+    } else if (windowOf(&event, type) == m_active && m_active != XCB_NONE) {
+        // A window manager may leave a destroyed window named active: nothing is then.
+        if (type == XCB_DESTROY_NOTIFY) {
+            m_active = XCB_NONE;
+        }
+        askAboutActive(); // moved to another screen, resized, hidden or shown again
+    }
 }
 
 void X11FullscreenWatch::askActiveWindow() {
@@ -182,16 +206,12 @@ void X11FullscreenWatch::takeReplies() {
         conclude(std::nullopt);
         return;
     }
-    // X pixels to Qt's global coordinates, then to global points.
     const QScreen* primary = QGuiApplication::primaryScreen();
-    if (primary == nullptr) {
-        conclude(std::nullopt);
-        return;
-    }
-    const qreal ratio = primary->devicePixelRatio();
-    const QRectF pixels(place->dst_x, place->dst_y, size->width, size->height);
-    conclude(coordinates::fromQt(QRectF(pixels.topLeft() / ratio, pixels.size() / ratio),
-                                 primary->geometry()));
+    const std::optional<QRectF> frame =
+        fromPixels(QRectF(place->dst_x, place->dst_y, size->width, size->height));
+    conclude(primary != nullptr && frame
+                 ? std::optional(coordinates::fromQt(*frame, primary->geometry()))
+                 : std::nullopt);
 }
 
 void X11FullscreenWatch::follow(xcb_window_t window) {

@@ -27,6 +27,7 @@ public:
 
 private:
     void readEvents();
+    void handle(const xcb_generic_event_t& event);
     void askActiveWindow();
     void askAboutActive();
     void takeReplies();

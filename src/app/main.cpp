@@ -45,7 +45,7 @@ int main(int argc, char* argv[]) {
 
     // One Verrabel per session: a later start shows the running one's shelf and ends.
     verrabel::DbusSingleInstance instance(
-        verrabel::instanceName(QStringLiteral("org.verrabel.Verrabel"), session));
+        verrabel::instanceName(QStringLiteral("org.verrabel.Verrabel")));
     if (!instance.claim()) {
         return 0;
     }

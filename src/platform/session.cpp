@@ -52,14 +52,12 @@ QString instanceName(const QString& application, const QByteArray& sessionId,
     return application;
 }
 
-QString instanceName(const QString& application, const Session& session) {
-    const bool wayland = session.platform.isEmpty() ? qEnvironmentVariableIsEmpty("DISPLAY")
-                                                    : session.platform.contains("wayland");
-    QByteArray display = qgetenv(wayland ? "WAYLAND_DISPLAY" : "DISPLAY");
-    if (wayland && display.isEmpty()) {
-        display = "wayland-0"; // where Qt's Wayland platform connects then
-    }
-    return instanceName(application, qgetenv("XDG_SESSION_ID"), display);
+QString instanceName(const QString& application) {
+    // The session's own display: in a Wayland session the Wayland one, whichever way Verrabel
+    // runs there, so that a start on Xwayland finds a native one and the other way round.
+    const QByteArray wayland = qgetenv("WAYLAND_DISPLAY");
+    return instanceName(application, qgetenv("XDG_SESSION_ID"),
+                        wayland.isEmpty() ? qgetenv("DISPLAY") : wayland);
 }
 
 Session prepareSession(const QByteArrayList& arguments) {

@@ -31,7 +31,7 @@ struct Session {
 /// sessions may share one session bus (a remote desktop beside the local one, a second seat).
 [[nodiscard]] QString instanceName(const QString& application, const QByteArray& sessionId,
                                    const QByteArray& display);
-/// instanceName() for this process, that runs on `session`.
-[[nodiscard]] QString instanceName(const QString& application, const Session& session);
+/// instanceName() for this process.
+[[nodiscard]] QString instanceName(const QString& application);
 
 } // namespace verrabel

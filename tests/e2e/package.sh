@@ -24,10 +24,11 @@ for file in /usr/bin/verrabel /usr/share/applications/org.verrabel.Verrabel.desk
   /usr/share/doc/verrabel/changelog.gz; do
   expect "the package installs $file" test -e "$file"
 done
+conffiles=$(dpkg-query -W -f='${Conffiles}' verrabel)
 expect "the autostart entry is a conffile, kept across upgrades" \
-  eval "dpkg-query -W -f='\${Conffiles}' verrabel | grep -q '^ /etc/xdg/autostart/verrabel.desktop '"
-expect "man verrabel shows the manual page" \
-  eval "MANWIDTH=80 man verrabel 2>/dev/null | grep -q -- '--backend=xwayland'"
+  test "${conffiles#*/etc/xdg/autostart/verrabel.desktop }" != "$conffiles"
+manual=$(MANWIDTH=80 man verrabel 2>/dev/null || true)
+expect "man verrabel shows the manual page" test "${manual#*--backend=xwayland}" != "$manual"
 expect "the software centres find the installed entry" \
   appstreamcli validate --no-net /usr/share/metainfo/org.verrabel.Verrabel.metainfo.xml
 xsession_launch /usr/bin/verrabel

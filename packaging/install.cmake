@@ -55,9 +55,11 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The icons are SVG, drawn by Qt's SVG plugins: part of libqt6svg6 in Debian 12, a package of
 # their own from Debian 13 on, which nothing pulls in without recommends.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-svg-plugins | libqt6svg6 (<< 6.7)")
-# Natively on Wayland it needs Qt's Wayland platform, a package of its own.
+# Natively on Wayland it needs Qt's Wayland platform, a package of its own, and KWin's screen
+# edges reach Qt's private Wayland window: the Qt it was built with, to the patch release.
 if(VERRABEL_HAS_LAYER_SHELL)
-  string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", qt6-wayland")
+  string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS
+         ", qt6-wayland, qt6-base-private-abi (= ${Qt6_VERSION})")
 endif()
 # WebP photos get thumbnails through Qt's image-formats plugins.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS

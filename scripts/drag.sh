@@ -41,8 +41,14 @@ drag() {
 # Drags by way of a point, as a user who first brings the shelf down at the top centre.
 # Usage: drag_via FROM_X FROM_Y VIA_X VIA_Y TO_X TO_Y
 drag_via() {
+  local i
   drag_start "$1" "$2"
   drag_steps $(($1 + 15)) "$2" "$3" "$4"
+  # At the top edge, on against it for a moment: KWin answers only a second push.
+  for ((i = 0; i < 5 && $4 == 0; i++)); do
+    xdotool mousemove_relative -- 0 -3
+    sleep 0.05
+  done
   drag_steps "$3" "$4" "$5" "$6"
   drag_end "$5" "$6"
 }

@@ -24,8 +24,10 @@ declare -A groups=(
 if [[ ${VERSION_ID:-} != 12 ]]; then
   groups[build]+=" qt6-svg-plugins"
   # Layer-shell-qt for Qt 6, and Qt's Wayland platform, exist from Debian 13 on: the native
-  # Wayland backend is built there.
-  groups[build]+=" liblayershellqtinterface-dev libwayland-dev qt6-wayland"
+  # Wayland backend is built there. KWin's screen edges come from its protocol's XML through
+  # wayland-scanner, on the layer surface Qt's private Wayland window gives.
+  groups[build]+=" liblayershellqtinterface-dev libwayland-dev qt6-wayland libwayland-bin
+                   plasma-wayland-protocols qt6-base-private-dev"
 fi
 # A tray host: trayer left the archive after Debian 13, stalonetray is there. After 13, labwc
 # runs Verrabel natively beside KWin and sway.

@@ -1,8 +1,8 @@
 """A native window that covers the whole screen and notes where it is first clicked.
 
-Usage: click_probe.py FILE [--fullscreen]. The first button press writes "X Y" (in the window's
-coordinates) to FILE; the window then goes. It is ready once it has written "ready" to FILE, when
-it is mapped (and fullscreen, when asked to be)."""
+Usage: click_probe.py FILE [--fullscreen | --maximised]. The first button press writes "X Y" (in
+the window's coordinates) to FILE; the window then goes. It is ready once it has written "ready" to
+FILE, when it is mapped (and fullscreen or maximised, when asked to be)."""
 
 import sys
 
@@ -24,7 +24,8 @@ def pressed(_widget, event):
     Gtk.main_quit()
 
 
-fullscreen = "--fullscreen" in sys.argv[2:]
+# The window state that makes it ready: Gdk.WindowState.FULLSCREEN or MAXIMIZED.
+wanted = {"--fullscreen": 16, "--maximised": 4}.get((sys.argv[2:] or [""])[0], 0)
 
 
 def ready():
@@ -33,12 +34,12 @@ def ready():
 
 
 def mapped(*_args):
-    if not fullscreen:
+    if not wanted:
         ready()
 
 
 def state_changed(_widget, event):
-    if fullscreen and event.new_window_state & 16:  # Gdk.WindowState.FULLSCREEN
+    if wanted and event.new_window_state & wanted:
         ready()
 
 
@@ -47,7 +48,9 @@ window.connect("button-press-event", pressed)
 window.connect("destroy", Gtk.main_quit)
 window.connect("map-event", mapped)
 window.connect("window-state-event", state_changed)
-if fullscreen:
+if wanted == 16:
     window.fullscreen()
+elif wanted == 4:
+    window.maximize()
 window.show_all()
 Gtk.main()

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Under KWin, Plasma's compositor, nested, Verrabel natively, its windows layer surfaces: the
-# first launch shows the shelf for a moment; it comes down when the pointer is pushed against the top edge at the centre and goes when
-# it leaves; a file dragged from native thunar lands, a row dragged into native thunar is copied
-# there, and a click just below the edge reaches the window under it.
+# first launch shows the shelf for a moment; it comes down when the pointer is pushed against the
+# top edge at the centre and goes when it leaves; a file dragged from native thunar lands, a row
+# dragged into native thunar is copied there, and a click just below the edge reaches the window
+# under it, as does one at the very top edge of a maximised window.
 source "$(dirname "$0")/lib.sh"
 native_only wayland_kwin_native
 e2e_begin wayland_kwin_native
@@ -22,4 +23,5 @@ expect_hover
 expect_native_drops 667 420 800 650
 
 expect_click_below_the_edge
+expect_click_at_the_edge
 expect_fullscreen_left_alone

@@ -1,6 +1,7 @@
 // Verrabel as a native Wayland client: its windows are layer surfaces, Qt's Wayland platform
 // does drag and drop, and nothing promises files (X Direct Save is an X11 protocol).
 
+#include "kde_screen_edge.h"
 #include "layer_shell_windows.h"
 #include "platform/desktop/copy_drag.h"
 #include "platform/file_drags.h"
@@ -56,7 +57,7 @@ public:
 class LayerShellWindowSystem final : public WindowSystem {
 public:
     explicit LayerShellWindowSystem(const WindowSystemNeeds& needs)
-        : m_pointer(needs.screens, m_windows) {}
+        : m_pointer(needs.screens, m_windows, m_edge) {}
 
     Pointer& pointer() override { return m_pointer; }
     MotionWatch& motion() override { return m_pointer; }
@@ -68,6 +69,7 @@ public:
 
 private:
     LayerShellWindows m_windows;
+    KdeScreenEdge m_edge;
     WaylandPointer m_pointer;
     Composited m_compositor;
     QtFileDrags m_drags;

@@ -1,13 +1,16 @@
 #include "wayland_pointer.h"
 
+#include "border_trigger.h"
 #include "platform/desktop/qt_display.h"
 #include "platform/desktop/tooltips_pass_pointer.h"
 
 #include <QCoreApplication>
 #include <QDropEvent>
 #include <QEnterEvent>
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QRegion>
+#include <QScreen>
 #include <QWidget>
 #include <QWindow>
 
@@ -34,8 +37,10 @@ protected:
 
 } // namespace
 
-WaylandPointer::WaylandPointer(const Screens& screens, FloatingWindows& windows)
+WaylandPointer::WaylandPointer(const Screens& screens, FloatingWindows& windows,
+                               BorderTrigger& trigger)
     : m_screens(screens)
+    , m_trigger(trigger)
     , m_presence(std::make_unique<PresenceSurface>())
     , m_tooltips(std::make_unique<TooltipsPassPointer>()) {
     // A fullscreen window in front of it takes the edge back: the shelf stays out of its way.
@@ -68,13 +73,29 @@ void WaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     }
     m_presenceWanted = !region.isEmpty();
     m_presenceReshown = false;
+    m_triggerArmed = m_presenceWanted && !panel.isVisible() && alongTopBorder(region);
     if (!m_presenceWanted) {
+        m_trigger.disarm();
         m_presence->hide();
         return;
     }
     m_presenceBounds = region.boundingRect();
     m_presence->setMask(region.translated(-m_presenceBounds.topLeft()));
     showPresence();
+    if (m_triggerArmed) {
+        m_trigger.arm(*m_presence->windowHandle());
+    } else {
+        m_trigger.disarm();
+    }
+}
+
+bool WaylandPointer::alongTopBorder(const QRegion& region) {
+    const QRect bounds = region.boundingRect();
+    const QScreen* screen = QGuiApplication::screenAt(bounds.center());
+    // A screen above makes the top an inner border, where there is nothing to push against.
+    return region.rectCount() == 1 && screen != nullptr &&
+           bounds.top() == screen->geometry().top() &&
+           QGuiApplication::screenAt({bounds.center().x(), bounds.top() - 1}) == nullptr;
 }
 
 void WaylandPointer::showPresence() {
@@ -134,6 +155,10 @@ bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::Hide:
         if (owner == m_over) {
             m_over = nullptr;
+        }
+        // A push showed the presence surface, and the pointer went on elsewhere: hidden again.
+        if (event->type() == QEvent::Leave && owner == m_presence.get() && m_triggerArmed) {
+            m_trigger.arm(*m_presence->windowHandle());
         }
         // The compositor closes a layer surface whose screen goes: the zones still want one.
         if (event->type() == QEvent::Hide && owner == m_presence.get() && m_presenceWanted &&

@@ -10,6 +10,7 @@
 
 namespace verrabel {
 
+class BorderTrigger;
 class FloatingWindows;
 class TooltipsPassPointer;
 
@@ -19,12 +20,16 @@ class TooltipsPassPointer;
 /// away. Drags count as the pointer too: over the presence surface they are seen and refused.
 /// Arrivals and moves over our surfaces, by pointer or drag, end the hover timer's naps.
 ///
+/// While the panel is hidden only the pointer's coming matters: a zone along a screen's top
+/// border is then left to the compositor's trigger there, where it has one, and the presence
+/// surface takes no clicks until a push shows it.
+///
 /// Qt tells of no departure while a menu or an alert holds the pointer, nor from a surface that
 /// goes: then the pointer counts as away until it is next seen.
 class WaylandPointer final : public QObject, public Pointer, public MotionWatch {
     Q_OBJECT
 public:
-    WaylandPointer(const Screens& screens, FloatingWindows& windows);
+    WaylandPointer(const Screens& screens, FloatingWindows& windows, BorderTrigger& trigger);
     ~WaylandPointer() override;
     WaylandPointer(const WaylandPointer&) = delete;
     WaylandPointer& operator=(const WaylandPointer&) = delete;
@@ -44,14 +49,19 @@ private:
     void seen(const QWidget& window, const QPointF& position);
     /// Shows the presence surface where the zones are, again if the compositor took it away.
     void showPresence();
+    /// Whether `region`, in Qt's global coordinates, lies along its screen's top border.
+    [[nodiscard]] static bool alongTopBorder(const QRegion& region);
 
     const Screens& m_screens;
+    BorderTrigger& m_trigger;
     std::unique_ptr<QWidget> m_presence;
     /// Where the presence surface is to be, and whether at all.
     QRect m_presenceBounds;
     bool m_presenceWanted = false;
     /// Shown again once since the last watch: a compositor that keeps closing it wins.
     bool m_presenceReshown = false;
+    /// The presence surface waits for a push at the border.
+    bool m_triggerArmed = false;
     QPointer<const QWidget> m_panel;
     std::unique_ptr<TooltipsPassPointer> m_tooltips;
     std::function<void()> m_onArrival;

@@ -1,4 +1,5 @@
 #include "platform/desktop/qt_display.h"
+#include "platform/wayland/border_trigger.h"
 #include "platform/wayland/wayland_pointer.h"
 #include "support/fake_platform.h"
 
@@ -10,6 +11,12 @@
 
 namespace verrabel {
 namespace {
+
+struct FakeTrigger final : BorderTrigger {
+    void arm(QWindow& /*window*/) override { ++arms; }
+    void disarm() override { arms = 0; }
+    int arms = 0;
+};
 
 QWidget* presenceSurface() {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -26,7 +33,8 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     screen.frame = QRectF(0, 0, 800, 600);
     screens.list = {screen};
     testing::FakeFloating floating;
-    WaylandPointer pointer(screens, floating);
+    FakeTrigger trigger;
+    WaylandPointer pointer(screens, floating, trigger);
     QWidget panel;
     panel.setGeometry(200, 30, 400, 300);
     panel.show();
@@ -38,6 +46,7 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     EXPECT_EQ(presence->geometry(), QRect(180, 0, 440, 350));
     EXPECT_TRUE(presence->mask().contains(QPoint(220, 1)));    // the top edge at the centre
     EXPECT_FALSE(presence->mask().contains(QPoint(120, 100))); // the panel's
+    EXPECT_EQ(trigger.arms, 0);                                // open, every move counts
 
     int arrivals = 0;
     ASSERT_TRUE(pointer.awaitMotion([&arrivals] { ++arrivals; }));
@@ -73,6 +82,16 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     menu.hide();
     EXPECT_FALSE(pointer.location());
     EXPECT_EQ(arrivals, 1); // told once, until asked again
+
+    // Collapsed, the strip along the top border waits for a push, again after each; a strip
+    // below the border cannot be pushed.
+    panel.hide();
+    pointer.watch({QRectF(275, 598, 250, 2)}, panel);
+    EXPECT_EQ(trigger.arms, 1);
+    send(*presence, QEvent::Leave);
+    EXPECT_EQ(trigger.arms, 2);
+    pointer.watch({QRectF(275, 500, 250, 2)}, panel);
+    EXPECT_EQ(trigger.arms, 0);
 
     // A presence surface that the compositor closed (its screen went) is shown again.
     presence->hide();

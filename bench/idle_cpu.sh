@@ -3,7 +3,7 @@
 # away from the top centre, for BENCH_SECONDS (default 60). Reports the CPU share of one core
 # (all threads' run time from /proc/PID/task/*/schedstat, in nanoseconds) and the peak resident
 # memory (VmHWM).
-# Usage: bench/idle_cpu.sh build-dir [x11|gnome-shell|sway|sway-native]
+# Usage: bench/idle_cpu.sh build-dir [x11|gnome-shell|sway|sway-native|kwin-native]
 set -euo pipefail
 E2E_BUILD=${1:?usage: idle_cpu.sh build-dir [x11|gnome-shell]}
 seconds=${BENCH_SECONDS:-60}
@@ -11,8 +11,8 @@ here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=bench/session.sh
 source "$here/session.sh"
 
-if [[ ${2:-} == sway-native ]] && ! bench_has_layer_shell; then
-  echo "sway-native: skipped, this build has no layer-shell backend"
+if [[ ${2:-} == *-native ]] && ! bench_has_layer_shell; then
+  echo "$2: skipped, this build has no layer-shell backend"
   exit 0
 fi
 bench_session "${2:-x11}"

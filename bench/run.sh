@@ -14,7 +14,7 @@ for session in x11 gnome-shell sway sway-native; do
   "$here/hover_latency.sh" "$build" "$session"
 done
 "$here/promise_gap.sh" "$build"
-for session in x11 gnome-shell sway sway-native; do
+for session in x11 gnome-shell sway sway-native kwin-native; do
   "$here/idle_cpu.sh" "$build" "$session"
 done
 "$here/copy_speed.sh" "$build"

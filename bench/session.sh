@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # The session a benchmark runs Verrabel in, with a throw-away home, gone when the script ends:
-#   bench_session x11|gnome-shell|sway|sway-native
-#                                     Xvfb with openbox, or GNOME Shell or sway nested in it;
-#                                     Verrabel on Xwayland there, or natively (sway-native)
+#   bench_session x11|gnome-shell|sway|sway-native|kwin-native
+#                                     Xvfb with openbox, or GNOME Shell, sway or KWin nested in
+#                                     it; Verrabel on Xwayland there, or natively (*-native)
 #   bench_launch                      Verrabel there; its PID in BENCH_APP
 # BENCH_POINTER names the X display whose pointer moves it: in a nested Wayland session, the
 # outer one. Set E2E_BUILD to the build folder before sourcing.
@@ -19,6 +19,7 @@ bench_session() {
       wayland_sway_start
       swaymsg 'output * bg #306090 solid_color' >/dev/null
       ;;
+    kwin-native) wayland_kwin_start ;;
   esac
   BENCH_POINTER=${OUTER_DISPLAY:-$DISPLAY}
 }

@@ -17,7 +17,9 @@ enum class SourceAnswer {
     /// It said so while nothing was written yet: whoever writes does so only now (an archive
     /// manager's tar), and nobody will say when it is done.
     SavedBeforeWriting,
-    Refused, ///< it could not write the file
+    /// It could not write the file (X Direct Save's "E", or the transfer broke off): whatever
+    /// it left in the folder is not the file.
+    Refused,
     Sending, ///< it sends the bytes itself, and has not finished
 };
 
@@ -35,6 +37,8 @@ struct FolderLook {
     bool helpersFollowed = false;
     /// Whether a process once seen working in it, or a helper, still runs, wherever it works.
     bool writerAlive = false;
+    /// Whether its file system has no room left: a writer that stopped there stopped short.
+    bool full = false;
 };
 
 /// Decides when what a source writes into a folder is complete. The watch over the folder

@@ -1,6 +1,10 @@
 #include "delivery_policy.h"
 
+#include <QStringList>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <vector>
 
 namespace verrabel {
@@ -14,6 +18,15 @@ DeliveryRules::Clock::duration seconds(double value) {
 
 QString unfinished(double limit) {
     return QStringLiteral("来源程序在 %1 秒内没有写完文件。").arg(limit);
+}
+
+/// A line for each item the source left, with why none of them is the file.
+QString failed(const FolderLook& look, const QString& reason) {
+    QStringList lines;
+    for (const QUrl& item : look.deliverable) {
+        lines.append(item.fileName() + QStringLiteral("：") + reason);
+    }
+    return lines.isEmpty() ? reason : lines.join(QLatin1Char('\n'));
 }
 
 } // namespace
@@ -69,7 +82,13 @@ std::optional<Delivery> DeliveryPolicy::decide(const FolderLook& look, Clock::ti
         }
         return std::nullopt;
     }
-    // Some sources say they failed for a file they did write: the folder has the last word.
+    // A source that failed, or ran out of room, left at best part of the file: none of it is
+    // published, and the folder goes.
+    if (look.anything && (look.full || m_answer == SourceAnswer::Refused)) {
+        return Delivery{{},
+                        failed(look, look.full ? QString::fromLocal8Bit(std::strerror(ENOSPC))
+                                               : QStringLiteral("来源程序没能提供这个文件。"))};
+    }
     if (look.anything && unchanged >= quietNeeded()) {
         if (look.deliverable.isEmpty()) {
             return Delivery{{}, QStringLiteral("来源程序送来的不是普通文件或文件夹。")};

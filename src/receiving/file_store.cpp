@@ -172,6 +172,48 @@ CopyResult FileStore::copy(const QUrl& source, const QString& folder, const Publ
         return {{}, systemError(errno)};
     }
     const QByteArray name = nameOf(item);
+    return giveName(target.get(), destination, name, calls, [&](QByteArray& temporary) {
+        temporary = newTemporaryName();
+        return copyTree(parent.get(), name.constData(), target.get(), temporary.constData());
+    });
+}
+
+CopyResult FileStore::move(const QUrl& source, const QString& folder, const PublishCalls& calls) {
+    const QByteArray item = cleanPath(nativePathOf(source));
+    const QByteArray destination = QFile::encodeName(folder);
+    const Descriptor target(open(destination.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!target.valid()) {
+        return {{}, systemError(errno)};
+    }
+    const QByteArray name = nameOf(item);
+    bool otherFileSystem = false;
+    CopyResult moved = giveName(target.get(), destination, name, calls, [&](QByteArray& temporary) {
+        temporary = newTemporaryName();
+        if (renameat(AT_FDCWD, item.constData(), target.get(), temporary.constData()) == 0) {
+            return std::optional<FileError>();
+        }
+        otherFileSystem = errno == EXDEV;
+        temporary.clear(); // nothing of ours to remove: the item is still where it was
+        return std::optional(systemError(errno));
+    });
+    if (otherFileSystem) {
+        return copy(source, folder, calls);
+    }
+    return moved;
+}
+
+CopyResult FileStore::makeStaging(const QString& folder) {
+    const QByteArray path = QFile::encodeName(folder) + '/' + newTemporaryName();
+    // The user's alone, and named as a temporary: what a crash leaves goes at the next start.
+    if (::mkdir(path.constData(), S_IRWXU) != 0) {
+        return {{}, systemError(errno)};
+    }
+    return {QFile::decodeName(path), std::nullopt};
+}
+
+CopyResult FileStore::giveName(int target, const QByteArray& destination, const QByteArray& name,
+                               const PublishCalls& calls,
+                               const std::function<std::optional<FileError>(QByteArray&)>& make) {
     const CandidateNames names(name);
     QByteArray temporary;
     // Where ours went when it took a name and another program's item the temporary one, which
@@ -181,33 +223,31 @@ CopyResult FileStore::copy(const QUrl& source, const QString& folder, const Publ
         if (!ours.isEmpty()) {
             // Theirs found no name of its own: it leaves the temporary name for a plain one.
             const QByteArray plain = temporary.mid(1);
-            if (faccessat(target.get(), plain.constData(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-                renameat(target.get(), temporary.constData(), target.get(), plain.constData());
+            if (faccessat(target, plain.constData(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
+                renameat(target, temporary.constData(), target, plain.constData());
             }
             return {QFile::decodeName(destination + '/' + ours), std::nullopt};
         }
         if (!temporary.isEmpty()) {
-            removeTree(target.get(), temporary.constData());
+            removeTree(target, temporary.constData());
         }
         return {{}, error};
     };
     for (int n = 0; n < kCandidates; ++n) {
         const QByteArray candidate = names.at(n);
         struct stat taken {};
-        if (fstatat(target.get(), candidate.constData(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (fstatat(target, candidate.constData(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
             continue;
         }
         if (errno != ENOENT) {
             return fail(systemError(errno));
         }
         if (temporary.isEmpty()) {
-            temporary = newTemporaryName();
-            if (const auto error =
-                    copyTree(parent.get(), name.constData(), target.get(), temporary.constData())) {
+            if (const auto error = make(temporary)) {
                 return fail(*error);
             }
         }
-        const int published = publish(target.get(), temporary, candidate, calls);
+        const int published = publish(target, temporary, candidate, calls);
         if (published == 0) {
             return {QFile::decodeName(destination + '/' + (ours.isEmpty() ? candidate : ours)),
                     std::nullopt};

@@ -4,6 +4,7 @@
 #include <QUrl>
 
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <unistd.h>
 
@@ -56,9 +57,27 @@ public:
     [[nodiscard]] static CopyResult copy(const QUrl& source, const QString& folder,
                                          const PublishCalls& calls = {});
 
+    /// Moves the item at the file URL `source` into `folder` as copy() would copy it: by a
+    /// rename where both are on one file system, by a copy where not (the item then stays).
+    [[nodiscard]] static CopyResult move(const QUrl& source, const QString& folder,
+                                         const PublishCalls& calls = {});
+
+    /// Makes a new folder of the user's alone in `folder`, hidden and named as a temporary of
+    /// this run: where files are staged to be moved in, and what removeStaleTemporaries() takes
+    /// once this run has ended.
+    [[nodiscard]] static CopyResult makeStaging(const QString& folder);
+
     /// Removes what copies of this user's earlier runs on this machine, since ended, left
     /// half-made in `folder`. Anything else is left alone, look-alikes included.
     static void removeStaleTemporaries(const QString& folder);
+
+private:
+    /// Gives what `make` puts under a temporary name in the open folder `target` (at
+    /// `destination`) the first free candidate name for `name`.
+    [[nodiscard]] static CopyResult
+    giveName(int target, const QByteArray& destination, const QByteArray& name,
+             const PublishCalls& calls,
+             const std::function<std::optional<FileError>(QByteArray&)>& make);
 };
 
 } // namespace verrabel

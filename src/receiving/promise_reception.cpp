@@ -1,21 +1,18 @@
 // Receiving files that the drag's source writes only after the drop: each into a private
-// temporary folder first, then into the Desktop like any dropped file.
+// staging folder in the Desktop first, on its file system, then moved in by a rename.
 
 #include "delivery_policy.h"
 #include "file_store.h"
 #include "platform/alerts.h"
 #include "platform/file_promises.h"
-#include "platform/folders.h"
 #include "platform/main_thread.h"
 #include "platform/platform.h"
-#include "platform/private_folders.h"
 #include "platform/work_queue.h"
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
 #include <QDir>
 #include <QPointer>
-#include <QUuid>
 
 #include <algorithm>
 
@@ -23,15 +20,15 @@ namespace verrabel {
 
 void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receivers) {
     for (const auto& promise : receivers) {
-        const QString folder =
-            QDir(m_platform.folders.temporary())
-                .filePath(QStringLiteral("Verrabel-") +
-                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
-        if (const auto failure = makePrivateFolder(folder)) {
-            m_platform.alerts.runModal(
-                {QStringLiteral("部分文件未能保存"), *failure, {QStringLiteral("好")}});
+        // Where the file will live: no second copy, and no limit but the Desktop's own.
+        const CopyResult staging = FileStore::makeStaging(desktop);
+        if (staging.error) {
+            m_platform.alerts.runModal({QStringLiteral("部分文件未能保存"),
+                                        staging.error->description,
+                                        {QStringLiteral("好")}});
             continue;
         }
+        const QString folder = staging.path;
         ++busy;
         message->setText(QStringLiteral("正在接收文件…"));
         promise->receive(
@@ -47,9 +44,9 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                         errors.append(*delivery.error);
                     }
                     for (const QUrl& item : delivery.items) {
-                        if (const CopyResult copied = FileStore::copy(item, desktopFolder);
-                            copied.error) {
-                            errors.append(copied.error->description);
+                        if (const CopyResult moved = FileStore::move(item, desktopFolder);
+                            moved.error) {
+                            errors.append(moved.error->description);
                         }
                     }
                     if (!delivery.folderInUse) {

@@ -40,6 +40,8 @@ e2e_finish() {
       status=1
     fi
   done
+  # File systems a scenario mounted there (in a mount namespace of its own) go first.
+  findmnt -rn -o TARGET | awk -v state="$E2E_STATE/" 'index($0, state) == 1' | xargs -r umount -l
   rm -rf "$E2E_STATE"
   ((status != 0)) || { rm -rf "$E2E_ARTIFACTS" && echo "e2e: $E2E_NAME passed" && exit 0; }
   echo "e2e: $E2E_NAME failed; screenshot and logs in $E2E_ARTIFACTS" >&2
@@ -356,10 +358,10 @@ expect_tray_in_waybar() {
   done
 }
 
-# Promised files. The temporary folders live in $TMPDIR; the result is read through AT-SPI,
-# which wants the scenario to unset NO_AT_BRIDGE and launch with
+# Promised files. They are staged in hidden folders in the Desktop, and nothing in $TMPDIR; the
+# result is read through AT-SPI, which wants the scenario to unset NO_AT_BRIDGE and launch with
 # QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1.
-no_temporaries() { [[ -z "$(ls -A "$TMPDIR")" ]]; }
+no_temporaries() { [[ -z "$(ls -A "$TMPDIR")$(ls -A "$E2E_DESKTOP" | grep '^\.verrabel-')" ]]; }
 reads() { /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" --labels | grep -xF "label	$1" >/dev/null; }
 
 # whole_when_seen NAME SIZE: waits up to 20 s for NAME on the Desktop; fails if it ever shows

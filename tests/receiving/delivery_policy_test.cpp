@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
+
 namespace verrabel {
 namespace {
 
@@ -56,8 +59,7 @@ TEST(DeliveryPolicy, PublishesTheFolderOnceSettledTrustedAndWithNobodyAtWork) {
 }
 
 TEST(DeliveryPolicy, ASourceNotTrustedToBeDoneGetsTheLongQuietEachTimeItWritesAgain) {
-    for (const SourceAnswer answer :
-         {SourceAnswer::None, SourceAnswer::SavedBeforeWriting, SourceAnswer::Refused}) {
+    for (const SourceAnswer answer : {SourceAnswer::None, SourceAnswer::SavedBeforeWriting}) {
         DeliveryPolicy rules = policy(answer);
         EXPECT_FALSE(rules.decide(files(), at(0.5)));
         EXPECT_EQ(rules.nextLook(at(0.5)), at(10));
@@ -99,6 +101,18 @@ TEST(DeliveryPolicy, GivesUpWithWordsThatSayWhy) {
     const std::optional<Delivery> half = sending.decide(files(), at(30));
     EXPECT_TRUE(half->items.isEmpty());
     EXPECT_EQ(half->error, "来源程序在 30 秒内没有写完文件。");
+    // A source that failed after writing, or a file system that filled up under it, leaves no
+    // file: each item it left is named with the reason.
+    const std::optional<Delivery> failed = policy(SourceAnswer::Refused).decide(files(), at(0.5));
+    EXPECT_TRUE(failed->items.isEmpty());
+    EXPECT_EQ(failed->error, "a.txt：来源程序没能提供这个文件。\nb：来源程序没能提供这个文件。");
+    FolderLook full = files(true);
+    full.full = true;
+    EXPECT_FALSE(policy(SourceAnswer::Saved).decide(full, at(0.5))); // its writer is at work
+    full.working = full.writerAlive = false;
+    full.deliverable = {kFiles.first()};
+    EXPECT_EQ(policy(SourceAnswer::Saved).decide(full, at(0.5))->error,
+              "a.txt：" + QString::fromLocal8Bit(std::strerror(ENOSPC)));
     // Only a link or a pipe.
     const std::optional<Delivery> special =
         policy(SourceAnswer::Saved).decide({.deliverable = {}, .anything = true}, at(0.5));

@@ -61,6 +61,29 @@ TEST_F(FileStoreTest, TakesTheFirstFreeNameByteForByte) {
     EXPECT_EQ(unlink(native("source") + latin1), 0);
 }
 
+TEST_F(FileStoreTest, StagedItemsMoveInByRenameUnderAFreeName) {
+    const CopyResult staging = FileStore::makeStaging(path("Desktop"));
+    ASSERT_FALSE(staging.error);
+    struct stat folder {};
+    ASSERT_EQ(stat(QFile::encodeName(staging.path).constData(), &folder), 0);
+    EXPECT_EQ(folder.st_mode & 0777, 0700);
+    write("Desktop/big.bin");
+    const QString staged = staging.path + "/big.bin";
+    write("Desktop/" + QFileInfo(staging.path).fileName() + "/big.bin");
+    struct stat before {};
+    ASSERT_EQ(stat(QFile::encodeName(staged).constData(), &before), 0);
+    const CopyResult moved = FileStore::move(QUrl::fromLocalFile(staged), path("Desktop"));
+    ASSERT_FALSE(moved.error);
+    EXPECT_EQ(QFileInfo(moved.path).fileName(), "big (1).bin");
+    struct stat after {};
+    ASSERT_EQ(stat(QFile::encodeName(moved.path).constData(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino); // no second copy
+    EXPECT_FALSE(QFile::exists(staged));
+    // A staging folder is what the sweep takes once its run has ended, never while it runs.
+    FileStore::removeStaleTemporaries(path("Desktop"));
+    EXPECT_TRUE(QFileInfo(staging.path).isDir());
+}
+
 TEST_F(FileStoreTest, CopiesNothingIntoItselfOrWhereItAlreadyIs) {
     write("Desktop/here.txt", "mine");
     ASSERT_TRUE(QFile::link(path("Desktop"), path("Linked")));

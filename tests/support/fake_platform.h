@@ -32,11 +32,9 @@ namespace verrabel::testing {
 
 struct FakeFolders final : Folders {
     QString desktopPath = QStringLiteral("/nonexistent/Desktop");
-    QString temporaryPath = QStringLiteral("/nonexistent/tmp");
     QString thumbnailsPath = QStringLiteral("/nonexistent/thumbnails");
     [[nodiscard]] QString desktop() const override { return desktopPath; }
     [[nodiscard]] QString thumbnails() const override { return thumbnailsPath; }
-    [[nodiscard]] QString temporary() const override { return temporaryPath; }
 };
 
 /// Screens in global y-up points; the first is the primary screen.
@@ -296,16 +294,15 @@ struct FakePlatform {
                       promises,  transfers, activity, settings,   statusBar};
 };
 
-/// A shelf whose Desktop and temporary folder are real, in a throw-away folder: Desktop/, tmp/
-/// and from/, the files' source. Its first scan and its start-up sweep have run.
+/// A shelf whose Desktop is real, in a throw-away folder: Desktop/ and from/, the files' source.
+/// Its first scan and its start-up sweep have run.
 class ShelfTest : public ::testing::Test {
 protected:
     ShelfTest() {
-        for (const char* folder : {"Desktop", "tmp", "from"}) {
+        for (const char* folder : {"Desktop", "from"}) {
             files.mkdir(folder);
         }
         platform.folders.desktopPath = files.path("Desktop");
-        platform.folders.temporaryPath = files.path("tmp");
         platform.folders.thumbnailsPath = files.path("thumbnails");
         shelf = std::make_unique<ShelfController>(platform.services);
         platform.finishScans();

@@ -13,10 +13,6 @@ QString XdgFolders::desktop() const {
     return desktop;
 }
 
-QString XdgFolders::temporary() const {
-    return QDir::tempPath();
-}
-
 QString XdgFolders::thumbnails() const {
     return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
            QStringLiteral("/thumbnails");

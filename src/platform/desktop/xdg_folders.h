@@ -9,7 +9,6 @@ namespace verrabel {
 class XdgFolders final : public Folders {
 public:
     [[nodiscard]] QString desktop() const override;
-    [[nodiscard]] QString temporary() const override;
     [[nodiscard]] QString thumbnails() const override;
 };
 

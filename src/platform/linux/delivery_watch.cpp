@@ -8,6 +8,7 @@
 
 #include <sys/eventfd.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <array>
@@ -74,6 +75,8 @@ FolderLook lookAt(const QByteArray& folder) {
         }
         closedir(directory);
     }
+    struct statvfs room {};
+    look.full = statvfs(folder.constData(), &room) == 0 && room.f_bavail == 0;
     std::sort(names.begin(), names.end());
     for (const QByteArray& name : names) {
         look.deliverable.append(fileUrlFromNativePath(folder + '/' + name));

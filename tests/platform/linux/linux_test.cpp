@@ -263,17 +263,18 @@ TEST_F(DeliveryWatch, WaitsForWhatWorksInTheFolderAndDeliversOnlyTheFinalFiles) 
     waitpid(bystander, nullptr, 0);
 }
 
-TEST_F(DeliveryWatch, TrustsTheFolderOverTheSourceAndGivesUpOnSilence) {
+TEST_F(DeliveryWatch, PublishesNothingOfAFailedSourceAndGivesUpOnSilence) {
     const DeliveryTimes kShort{0.2, 1.0, 1.5, 3.0, 0.3, 0.2};
     source.say(SourceAnswer::Refused); // the source said it failed...
     fresh();
-    write("written anyway.txt"); // ...and wrote it all the same
+    write("written anyway.txt"); // ...after writing part of it
     mkdir("a folder/inside");
     QFile::link("/etc/hostname", path("a link"));
     auto delivery = watch(kShort);
     const Delivery written = result(delivery);
-    EXPECT_FALSE(written.error);
-    EXPECT_EQ(written.items, urls({"a folder", "written anyway.txt"}));
+    EXPECT_TRUE(written.items.isEmpty());
+    EXPECT_EQ(written.error, "a folder：来源程序没能提供这个文件。\n"
+                             "written anyway.txt：来源程序没能提供这个文件。");
 
     fresh();
     source.say(SourceAnswer::None);

@@ -13,10 +13,9 @@ namespace verrabel {
 /// What the source of a promised file has said about it so far.
 enum class SourceAnswer {
     None,  ///< nothing (yet): it may answer later, or never
-    Saved, ///< the file is written
-    /// It said so while nothing was written yet: whoever writes does so only now (an archive
-    /// manager's tar), and nobody will say when it is done.
-    SavedBeforeWriting,
+    /// It said the file is written. Said before anything arrived, it only tells that whoever
+    /// writes (an archive manager's tar) does so now, and nobody will say when it is done.
+    Saved,
     /// It could not write the file (X Direct Save's "E", or the transfer broke off): whatever
     /// it left in the folder is not the file.
     Refused,
@@ -35,8 +34,10 @@ struct FolderLook {
     /// Whether the source's process is known, so that the helpers it starts after the drop
     /// (which may write from elsewhere) are followed.
     bool helpersFollowed = false;
-    /// Whether a process once seen working in it, or a helper, still runs, wherever it works.
+    /// Whether a process once seen working in it still runs, wherever it works now.
     bool writerAlive = false;
+    /// Whether a helper of the source's that was never seen working in it still runs.
+    bool helperAlive = false;
     /// Whether its file system has no room left: a writer that stopped there stopped short.
     bool full = false;
 };
@@ -49,7 +50,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     virtual ~DeliveryRules() = default;
-    /// The folder changed at `now` (also: the watch began).
+    /// The folder changed at `now`; the first call is when the watch began.
     virtual void changed(Clock::time_point now) = 0;
     /// What the source has said so far.
     virtual void heard(SourceAnswer answer) = 0;

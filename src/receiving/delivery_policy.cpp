@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace verrabel {
@@ -36,9 +37,13 @@ DeliveryPolicy::DeliveryPolicy(DeliveryTimes times)
 
 void DeliveryPolicy::changed(Clock::time_point now) {
     m_changed = now;
+    m_changedSinceBegin = std::exchange(m_begun, true);
 }
 
 void DeliveryPolicy::heard(SourceAnswer answer) {
+    if (answer == SourceAnswer::Saved && m_answer != SourceAnswer::Saved) {
+        m_savedFirst = !m_changedSinceBegin;
+    }
     m_answer = answer;
 }
 
@@ -47,17 +52,22 @@ bool DeliveryPolicy::settled(Clock::time_point now) const {
 }
 
 bool DeliveryPolicy::trusted() const {
-    // A source's "saved" said before anything was written tells nothing; a writer that still
-    // runs may come back to the folder, as an extractor does between far-apart entries.
-    // One that said so first left the writing to helpers: done once they are, when they can
-    // be told.
-    const bool writersKnown =
-        m_workerSeen || (m_answer == SourceAnswer::SavedBeforeWriting && m_helpersFollowed);
-    return m_answer == SourceAnswer::Saved || (writersKnown && !m_writerAlive);
+    if (m_answer == SourceAnswer::Saved && !m_savedFirst) {
+        return true;
+    }
+    // A writer that still runs may come back to the folder, as an extractor does between
+    // far-apart entries. A source that said "saved" first left the writing to helpers: done
+    // once they are, when they can be told.
+    return !m_writerAlive &&
+           (m_workerSeen || (m_savedFirst && m_helpersFollowed && !m_helperAlive));
 }
 
 DeliveryRules::Clock::duration DeliveryPolicy::quietNeeded() const {
-    return seconds(trusted() ? m_times.quiet : m_times.untrustedQuiet);
+    if (trusted()) {
+        return seconds(m_times.quiet);
+    }
+    return seconds(m_savedFirst && !m_writerAlive ? m_times.savedFirstQuiet
+                                                  : m_times.untrustedQuiet);
 }
 
 std::optional<Delivery> DeliveryPolicy::decide(const FolderLook& look, Clock::time_point now) {
@@ -66,6 +76,7 @@ std::optional<Delivery> DeliveryPolicy::decide(const FolderLook& look, Clock::ti
     m_workerSeen = m_workerSeen || look.working;
     m_helpersFollowed = look.helpersFollowed;
     m_writerAlive = look.writerAlive;
+    m_helperAlive = look.helperAlive;
     m_anything = look.anything;
     const Clock::duration unchanged = now - m_changed;
     if (look.working) {

@@ -24,6 +24,10 @@ struct DeliveryTimes {
     /// How often to look again while a process works in the folder, besides when one ends or
     /// the folder changes.
     double workerCheck = 2;
+    /// The quiet that completes the folder of a source that said it saved before anything
+    /// arrived, with no writer seen still running: the helpers it left running that never
+    /// worked in the folder hold nothing, and pauses between writes are shorter.
+    double savedFirstQuiet = 2.5;
 };
 
 /// A promised file's folder is published whole, once, or not at all: only when nothing works
@@ -47,6 +51,10 @@ private:
 
     DeliveryTimes m_times;
     SourceAnswer m_answer = SourceAnswer::None;
+    bool m_begun = false;
+    bool m_changedSinceBegin = false;
+    /// The source said it saved before anything arrived.
+    bool m_savedFirst = false;
     Clock::time_point m_changed;
     Clock::time_point m_looked;
     /// What the last look saw.
@@ -55,6 +63,7 @@ private:
     bool m_workerSeen = false;
     bool m_helpersFollowed = false;
     bool m_writerAlive = false;
+    bool m_helperAlive = false;
 };
 
 } // namespace verrabel

@@ -24,10 +24,14 @@ FolderLook files(bool working = false, bool writerAlive = false) {
             .writerAlive = working || writerAlive};
 }
 
-/// A policy with the usual times, its source's answer given, the folder last changed at 0.
-DeliveryPolicy policy(SourceAnswer answer) {
+/// A policy with the usual times, the folder last changed at 0 by what arrived (or not, when
+/// `arrived` is false), its source's answer given.
+DeliveryPolicy policy(SourceAnswer answer, bool arrived = true) {
     DeliveryPolicy rules;
-    rules.changed(at(0));
+    rules.changed(at(0)); // the watch began
+    if (arrived) {
+        rules.changed(at(0));
+    }
     rules.heard(answer);
     return rules;
 }
@@ -59,17 +63,24 @@ TEST(DeliveryPolicy, PublishesTheFolderOnceSettledTrustedAndWithNobodyAtWork) {
 }
 
 TEST(DeliveryPolicy, ASourceNotTrustedToBeDoneGetsTheLongQuietEachTimeItWritesAgain) {
-    for (const SourceAnswer answer : {SourceAnswer::None, SourceAnswer::SavedBeforeWriting}) {
-        DeliveryPolicy rules = policy(answer);
-        EXPECT_FALSE(rules.decide(files(), at(0.5)));
-        EXPECT_EQ(rules.nextLook(at(0.5)), at(10));
-        rules.changed(at(6)); // written again after a pause
-        EXPECT_FALSE(rules.decide(files(), at(15.9)));
-        EXPECT_EQ(rules.decide(files(), at(16))->items, kFiles);
-    }
-    // An extractor seen at work (or a helper of the source's) that still runs may come back,
-    // as between far-apart entries of an archive; once it has ended, the short quiet will do.
-    DeliveryPolicy extracting = policy(SourceAnswer::SavedBeforeWriting);
+    DeliveryPolicy rules = policy(SourceAnswer::None);
+    EXPECT_FALSE(rules.decide(files(), at(0.5)));
+    EXPECT_EQ(rules.nextLook(at(0.5)), at(10));
+    rules.changed(at(6)); // written again after a pause
+    EXPECT_FALSE(rules.decide(files(), at(15.9)));
+    EXPECT_EQ(rules.decide(files(), at(16))->items, kFiles);
+    // "Saved" said before anything arrived: a helper of the source's that never worked in the
+    // folder (a long-lived child) holds nothing, and what arrived is whole after a shorter quiet.
+    FolderLook child = files();
+    child.helpersFollowed = child.helperAlive = true;
+    rules = policy(SourceAnswer::Saved, false);
+    rules.changed(at(1));
+    EXPECT_FALSE(rules.decide(child, at(3.4)));
+    EXPECT_EQ(rules.nextLook(at(3.4)), at(3.5));
+    EXPECT_EQ(rules.decide(child, at(3.5))->items, kFiles);
+    // An extractor seen at work that still runs may come back, as between far-apart entries of
+    // an archive; once it has ended, the short quiet will do.
+    DeliveryPolicy extracting = policy(SourceAnswer::Saved, false);
     EXPECT_FALSE(extracting.decide(files(true), at(0.5)));
     extracting.changed(at(1));
     EXPECT_FALSE(extracting.decide(files(false, true), at(1.5)));
@@ -78,7 +89,7 @@ TEST(DeliveryPolicy, ASourceNotTrustedToBeDoneGetsTheLongQuietEachTimeItWritesAg
     // A known source's helpers, never seen in the folder (a quick unzip), have all ended; that
     // says nothing of a source that writes itself and has not answered.
     const FolderLook helped{.deliverable = kFiles, .anything = true, .helpersFollowed = true};
-    EXPECT_TRUE(policy(SourceAnswer::SavedBeforeWriting).decide(helped, at(0.5)));
+    EXPECT_TRUE(policy(SourceAnswer::Saved, false).decide(helped, at(0.5)));
     EXPECT_FALSE(policy(SourceAnswer::None).decide(helped, at(0.5)));
     // Its word after writing is trusted.
     extracting = policy(SourceAnswer::None);

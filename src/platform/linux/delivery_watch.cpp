@@ -122,7 +122,8 @@ Delivery awaitDelivery(const QString& folder, DeliveryRules& rules, const std::s
             FolderLook look = lookAt(path);
             look.working = working;
             look.helpersFollowed = workers.followsHelpers();
-            look.writerAlive = workers.anyAlive();
+            look.writerAlive = workers.workerAlive();
+            look.helperAlive = workers.helperAlive();
             if (std::optional<Delivery> done = rules.decide(look, now)) {
                 return *done;
             }

@@ -82,14 +82,24 @@ FolderWorkers::FolderWorkers(QByteArray folder, pid_t source)
     , m_since(ticksSinceBoot() - static_cast<unsigned long long>(sysconf(_SC_CLK_TCK))) {}
 
 FolderWorkers::~FolderWorkers() {
-    for (const auto& [pid, fd] : m_ending) {
-        close(fd);
+    for (const auto& [pid, followed] : m_ending) {
+        close(followed.pidfd);
     }
+}
+
+bool FolderWorkers::workerAlive() const {
+    return std::any_of(m_ending.begin(), m_ending.end(),
+                       [](const auto& followed) { return followed.second.seenWorking; });
+}
+
+bool FolderWorkers::helperAlive() const {
+    return std::any_of(m_ending.begin(), m_ending.end(),
+                       [](const auto& followed) { return !followed.second.seenWorking; });
 }
 
 bool FolderWorkers::look() {
     bool working = false;
-    std::vector<pid_t> writers;
+    std::vector<std::pair<pid_t, bool>> writers;
     if (DIR* processes = opendir("/proc")) {
         while (const dirent* process = readdir(processes)) {
             if (process->d_name[0] < '1' || process->d_name[0] > '9') {
@@ -101,37 +111,40 @@ bool FolderWorkers::look() {
             }
             if (worksIn(pid, m_folder)) {
                 working = true;
-                writers.push_back(pid);
+                writers.emplace_back(pid, true);
             } else if (!m_ending.contains(pid) && isHelper(pid, m_source, m_since)) {
-                writers.push_back(pid);
+                writers.emplace_back(pid, false);
             }
         }
         closedir(processes);
     }
-    for (const pid_t pid : writers) {
-        if (!m_ending.contains(pid)) {
-            // glibc 2.36 declares pidfd_open() without C linkage: ask the kernel directly.
-            if (const auto fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); fd >= 0) {
-                m_ending.emplace(pid, fd);
-            }
+    for (const auto& [pid, seenWorking] : writers) {
+        if (const auto known = m_ending.find(pid); known != m_ending.end()) {
+            known->second.seenWorking = known->second.seenWorking || seenWorking;
+            continue;
+        }
+        // glibc 2.36 declares pidfd_open() without C linkage: ask the kernel directly.
+        if (const auto fd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); fd >= 0) {
+            m_ending.emplace(pid, Followed{fd, seenWorking});
         }
     }
     return working;
 }
 
 void FolderWorkers::addTo(std::vector<pollfd>& polled) const {
-    for (const auto& [pid, fd] : m_ending) {
-        polled.push_back({fd, POLLIN, 0});
+    for (const auto& [pid, followed] : m_ending) {
+        polled.push_back({followed.pidfd, POLLIN, 0});
     }
 }
 
 bool FolderWorkers::dropEnded(const std::vector<pollfd>& polled) {
     bool ended = false;
     for (const pollfd& fd : polled) {
-        const auto found = std::find_if(m_ending.begin(), m_ending.end(),
-                                        [&fd](const auto& pid) { return pid.second == fd.fd; });
+        const auto found = std::find_if(m_ending.begin(), m_ending.end(), [&fd](const auto& pid) {
+            return pid.second.pidfd == fd.fd;
+        });
         if (fd.revents != 0 && found != m_ending.end()) {
-            close(found->second);
+            close(found->second.pidfd);
             m_ending.erase(found);
             ended = true;
         }

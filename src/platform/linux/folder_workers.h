@@ -27,8 +27,10 @@ public:
     bool look();
     /// Whether the source is known, so that its helpers are followed.
     [[nodiscard]] bool followsHelpers() const { return m_source != 0; }
-    /// Whether a writer seen still runs, wherever it works now.
-    [[nodiscard]] bool anyAlive() const { return !m_ending.empty(); }
+    /// Whether a process seen working in the folder still runs, wherever it works now.
+    [[nodiscard]] bool workerAlive() const;
+    /// Whether a helper never seen working in the folder still runs.
+    [[nodiscard]] bool helperAlive() const;
     /// Descriptors that become readable when a process seen working ends.
     void addTo(std::vector<pollfd>& polled) const;
     /// Forgets the processes whose descriptors poll found readable; whether one has ended.
@@ -40,8 +42,12 @@ private:
     /// When the drop came, give or take a second, in the clock ticks since boot that /proc
     /// counts a process's start in.
     const unsigned long long m_since;
-    /// A pidfd for each process seen working that has not ended.
-    std::map<pid_t, int> m_ending;
+    struct Followed {
+        int pidfd = -1;
+        bool seenWorking = false;
+    };
+    /// Each process seen working, and each helper, until it ends.
+    std::map<pid_t, Followed> m_ending;
 };
 
 } // namespace verrabel

@@ -2,9 +2,7 @@
 
 #include "xcb_calls.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QUrl>
 
 #include <xcb/res.h>
@@ -191,11 +189,7 @@ void XdsExchange::answerArrived(std::uint32_t property) {
                             ? *static_cast<const char*>(xcb_get_property_value(reply.get()))
                             : '\0';
     if (answer == 'S') {
-        // Said at once, before anything is written, it tells nothing of when the work is done.
-        const bool written =
-            !QDir(QFileInfo(m_ownFile).path())
-                 .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-        finish(written ? SourceAnswer::Saved : SourceAnswer::SavedBeforeWriting);
+        finish(SourceAnswer::Saved);
     } else if (answer == 'E') {
         finish(SourceAnswer::Refused);
     } else if (answer == 'F') {

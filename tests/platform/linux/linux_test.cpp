@@ -245,17 +245,17 @@ TEST_F(DeliveryWatch, WaitsForWhatWorksInTheFolderAndDeliversOnlyTheFinalFiles) 
 
     // A helper of the source's that writes from elsewhere: done once it has ended, without the
     // long quiet.
-    source.say(SourceAnswer::SavedBeforeWriting, getpid());
+    source.say(SourceAnswer::Saved, getpid());
     fresh();
     waitpid(shell("/", QString("echo a >'%1'").arg(path("first.txt"))), nullptr, 0);
     delivery = watch();
     EXPECT_EQ(result(delivery).items, urls({"first.txt"}));
-    // One that never touches the folder holds nothing: the file comes at the long quiet, not
-    // given up at the working limit.
+    // One that never touches the folder holds nothing: the file comes after the quiet of a
+    // source that said it saved first, not the long one.
     fresh();
     const pid_t bystander = shell("/", "exec sleep 30");
     write("first.txt");
-    delivery = watch({0.2, 1, 30, 3, 30, 0.2});
+    delivery = watch({0.2, 30, 30, 3, 30, 0.2, 1});
     const Delivery alongside = result(delivery);
     EXPECT_EQ(alongside.items, urls({"first.txt"}));
     EXPECT_FALSE(alongside.error);

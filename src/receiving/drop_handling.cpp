@@ -52,8 +52,8 @@ bool DropView::accepts(const QMimeData* mime) {
         m_draggedFiles = std::move(files);
     }
     m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferKeyType));
-    // Asking for the key has the source make a transfer: only where nothing else gives files,
-    // once a drag; else at the drop.
+    // Asking for the key has the source make a transfer: only where nothing else shows that
+    // the drag brings files, once a drag; else at the drop.
     if (m_offersTransfer && m_draggedFiles.isEmpty() && !m_transferKeyAsked) {
         m_transferKeyAsked = true;
         m_transferKey = transferKeyIn(mime);

@@ -72,22 +72,29 @@ void ShelfController::importTransferred(const QString& key, const QList<QUrl>& u
     ++busy;
     message->setText(QStringLiteral("正在复制到桌面…"));
     fileQueue->submit([this, key, urls, folder = desktop, &transfers = m_platform.transfers] {
-        QList<QUrl> items = urls;
+        QList<QUrl> items;
         QStringList errors;
-        // A path inside the sender's sandbox names nothing here; the portal's answer does.
-        if (std::none_of(urls.begin(), urls.end(), readable)) {
-            auto retrieved = transfers.retrieve(key);
-            if (const auto* error = std::get_if<TransferError>(&retrieved)) {
-                for (const QUrl& url : urls.isEmpty() ? QList<QUrl>{QUrl()} : urls) {
-                    errors.append(url.isEmpty() ? QStringLiteral("拖入的文件：") + describe(*error)
-                                                : errorLine(url, describe(*error)));
+        // A path the sender names is one inside its sandbox, whatever the host has there: the
+        // portal's answer is what was dragged.
+        auto retrieved = transfers.retrieve(key);
+        const auto* paths = std::get_if<QStringList>(&retrieved);
+        if (paths != nullptr && !paths->isEmpty()) {
+            for (const QString& path : *paths) {
+                items.append(QUrl::fromLocalFile(path));
+            }
+        } else {
+            // The portal has none of them: the host's paths are all there is, where readable.
+            const TransferError error =
+                paths != nullptr ? TransferError{} : std::get<TransferError>(retrieved);
+            for (const QUrl& url : urls) {
+                if (readable(url)) {
+                    items.append(url);
+                } else {
+                    errors.append(errorLine(url, describe(error)));
                 }
-                items.clear();
-            } else {
-                items.clear();
-                for (const QString& path : std::get<QStringList>(retrieved)) {
-                    items.append(QUrl::fromLocalFile(path));
-                }
+            }
+            if (urls.isEmpty()) {
+                errors.append(QStringLiteral("拖入的文件：") + describe(error));
             }
         }
         errors += copyAll(items, folder);

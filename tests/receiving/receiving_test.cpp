@@ -146,16 +146,24 @@ TEST_F(Receiving, FilesFromSandboxedAppsComeByTheirPortalKey) {
     EXPECT_EQ(files.names("Desktop"), QStringList{"a.txt"});
     EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
 
-    // URLs that can be read here are taken as they are; the portal is not asked.
+    // The path the sender names is inside its sandbox, whatever the host has there: the
+    // portal's file is saved, not the host's look-alike.
+    files.write("sandboxed-b.txt", "the app's");
+    platform.transfers.files.insert("2", QStringList{files.path("sandboxed-b.txt")});
     EXPECT_TRUE(drop({from("b.txt")}, "2"));
-    // A path inside a sandbox names nothing here: the portal's word is the error.
-    EXPECT_TRUE(drop({QUrl::fromLocalFile("/nonexistent/sandbox/c.txt")}, "3"));
+    finishWork();
+    EXPECT_EQ(files.read("Desktop/sandboxed-b.txt"), "the app's");
+    // A portal that has none of them: the readable paths are saved, the others named with the
+    // portal's word.
+    EXPECT_TRUE(drop({QUrl::fromLocalFile(files.path("from/b.txt")),
+                      QUrl::fromLocalFile("/nonexistent/sandbox/c.txt")},
+                     "3"));
     platform.transfers.files.insert(
         "4", TransferError{TransferFailure::Refused, QStringLiteral("Invalid transfer")});
     EXPECT_TRUE(drop({}, "4"));
     finishWork();
-    EXPECT_EQ(platform.transfers.retrieved, (QStringList{"1", "3", "4"}));
-    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt"}));
+    EXPECT_EQ(platform.transfers.retrieved, (QStringList{"1", "2", "3", "4"}));
+    EXPECT_EQ(files.names("Desktop"), (QStringList{"a.txt", "b.txt", "sandboxed-b.txt"}));
     ASSERT_EQ(platform.alerts.shown.size(), 2);
     EXPECT_EQ(platform.alerts.shown[0].informativeText,
               "c.txt：来自沙盒应用，但文档门户（xdg-desktop-portal）没有运行");

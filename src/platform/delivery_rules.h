@@ -12,7 +12,7 @@ namespace verrabel {
 
 /// What the source of a promised file has said about it so far.
 enum class SourceAnswer {
-    None,  ///< nothing (yet): it may answer later, or never
+    None, ///< nothing (yet): it may answer later, or never
     /// It said the file is written. Said before anything arrived, it only tells that whoever
     /// writes (an archive manager's tar) does so now, and nobody will say when it is done.
     Saved,

@@ -21,6 +21,8 @@ struct Delivery {
     std::optional<QString> error;
     /// Given up while something still works in the folder: the folder stays, for it.
     bool folderInUse = false;
+    /// The names of what the source left that is not delivered, for the error's reason.
+    QStringList failed{};
 };
 
 /// A file that the drag's source writes only once the drop has said where.

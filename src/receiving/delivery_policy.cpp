@@ -21,13 +21,13 @@ QString unfinished(double limit) {
     return QStringLiteral("来源程序在 %1 秒内没有写完文件。").arg(limit);
 }
 
-/// A line for each item the source left, with why none of them is the file.
-QString failed(const FolderLook& look, const QString& reason) {
-    QStringList lines;
+/// None of what the source left is the file: each item it left is named with the reason.
+Delivery failed(const FolderLook& look, const QString& reason) {
+    Delivery delivery{.items = {}, .error = reason};
     for (const QUrl& item : look.deliverable) {
-        lines.append(item.fileName() + QStringLiteral("：") + reason);
+        delivery.failed.append(item.fileName());
     }
-    return lines.isEmpty() ? reason : lines.join(QLatin1Char('\n'));
+    return delivery;
 }
 
 } // namespace
@@ -96,9 +96,8 @@ std::optional<Delivery> DeliveryPolicy::decide(const FolderLook& look, Clock::ti
     // A source that failed, or ran out of room, left at best part of the file: none of it is
     // published, and the folder goes.
     if (look.anything && (look.full || m_answer == SourceAnswer::Refused)) {
-        return Delivery{{},
-                        failed(look, look.full ? QString::fromLocal8Bit(std::strerror(ENOSPC))
-                                               : QStringLiteral("来源程序没能提供这个文件。"))};
+        return failed(look, look.full ? QString::fromLocal8Bit(std::strerror(ENOSPC))
+                                      : QStringLiteral("来源程序没能提供这个文件。"));
     }
     if (look.anything && unchanged >= quietNeeded()) {
         if (look.deliverable.isEmpty()) {

@@ -41,7 +41,14 @@ void ShelfController::receive(const QList<std::shared_ptr<FilePromise>>& receive
                 self->promiseQueue->submit([self, folder, delivery, desktopFolder = self->desktop] {
                     QStringList errors;
                     if (delivery.error) {
-                        errors.append(*delivery.error);
+                        // Named by what the source left. The name it proposed is not said: an
+                        // archiver's is a stand-in ("xds.txt") for entries of their own names.
+                        for (const QString& name : delivery.failed) {
+                            errors.append(name + QStringLiteral("：") + *delivery.error);
+                        }
+                        if (delivery.failed.isEmpty()) {
+                            errors.append(*delivery.error);
+                        }
                     }
                     for (const QUrl& item : delivery.items) {
                         if (const CopyResult moved = FileStore::move(item, desktopFolder);

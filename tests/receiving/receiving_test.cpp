@@ -212,18 +212,24 @@ TEST_F(Receiving, EachPromiseArrivesThroughAFolderOfItsOwnThatGoes) {
     EXPECT_EQ(files.names("Desktop"),
               (QStringList{"a.txt", "b.txt", "c.txt", "photo 2.jpg", "photo.jpg"}));
 
-    // A failed delivery is an error line; a promise without a folder (the Desktop gone), an
-    // alert of its own.
+    // A failed delivery is an error line for each item the source left, else one; a promise
+    // without a folder (the Desktop gone), an alert of its own.
     const auto source = std::make_shared<FakePromise>();
     shelf->receive({source});
-    source->delivered({{}, QString("来源程序没能提供这个文件。")});
+    source->delivered({.items = {}, .error = "No space left on device", .failed = {"big.bin"}});
     finishWork();
     EXPECT_EQ(message(), "1 个项目保存失败");
     ASSERT_EQ(platform.alerts.shown.size(), 1);
-    EXPECT_EQ(platform.alerts.shown.constFirst().informativeText, "来源程序没能提供这个文件。");
+    EXPECT_EQ(platform.alerts.shown.constFirst().informativeText,
+              "big.bin：No space left on device");
+    shelf->receive({source});
+    source->delivered({{}, QString("来源程序没能提供这个文件。")});
+    finishWork();
+    ASSERT_EQ(platform.alerts.shown.size(), 2);
+    EXPECT_EQ(platform.alerts.shown.constLast().informativeText, "来源程序没能提供这个文件。");
     ASSERT_TRUE(QDir(files.path("Desktop")).removeRecursively());
     shelf->receive({std::make_shared<FakePromise>(), std::make_shared<FakePromise>()});
-    ASSERT_EQ(platform.alerts.shown.size(), 3);
+    ASSERT_EQ(platform.alerts.shown.size(), 4);
     EXPECT_EQ(platform.alerts.shown.constLast().messageText, "部分文件未能保存");
     EXPECT_FALSE(platform.alerts.shown.constLast().informativeText.isEmpty());
     EXPECT_EQ(shelf->busy, 0);

@@ -273,8 +273,8 @@ TEST_F(DeliveryWatch, PublishesNothingOfAFailedSourceAndGivesUpOnSilence) {
     auto delivery = watch(kShort);
     const Delivery written = result(delivery);
     EXPECT_TRUE(written.items.isEmpty());
-    EXPECT_EQ(written.error, "a folder：来源程序没能提供这个文件。\n"
-                             "written anyway.txt：来源程序没能提供这个文件。");
+    EXPECT_EQ(written.error, "来源程序没能提供这个文件。");
+    EXPECT_EQ(written.failed, (QStringList{"a folder", "written anyway.txt"}));
 
     fresh();
     source.say(SourceAnswer::None);

@@ -364,10 +364,10 @@ expect_tray_in_waybar() {
 no_temporaries() { [[ -z "$(ls -A "$TMPDIR")$(ls -A "$E2E_DESKTOP" | grep '^\.verrabel-')" ]]; }
 reads() { /usr/bin/python3 "$E2E_SOURCE/tests/e2e/atspi_names.py" --labels | grep -xF "label	$1" >/dev/null; }
 
-# whole_when_seen NAME SIZE: waits up to WITHIN seconds (20 unless set) for NAME on the Desktop;
-# fails if it ever shows short.
+# whole_when_seen NAME SIZE: waits up to 20 s for NAME on the Desktop; fails if it ever shows
+# short.
 whole_when_seen() {
-  local size tries=$((${WITHIN:-20} * 50))
+  local size tries=1000
   until size=$(stat -c %s "$E2E_DESKTOP/$1" 2>/dev/null); do ((--tries)) && sleep 0.02 || return 1; done
   [[ $size == "$2" ]] || { echo "e2e: $1 showed with $size of $2 bytes" >&2 && return 1; }
 }

@@ -1,6 +1,7 @@
 #include "x11_fullscreen_watch.h"
 
 #include "platform/coordinates.h"
+#include "x_pixels.h"
 #include "xcb_calls.h"
 
 #include <QGuiApplication>
@@ -45,19 +46,13 @@ xcb_window_t windowOf(const xcb_generic_event_t* event, std::uint8_t type) {
     }
 }
 
-/// X pixels in Qt's global coordinates, which keep each screen's top-left corner where the X
-/// server has it and scale what lies beyond it by the screen's pixel ratio; none off every screen.
+/// X pixels in Qt's global coordinates, by the screen their centre is on; none off every screen.
 std::optional<QRectF> fromPixels(const QRectF& pixels) {
-    const QList<QScreen*> screens = QGuiApplication::screens();
-    for (const QScreen* screen : screens) {
-        const QRect geometry = screen->geometry();
-        const qreal ratio = screen->devicePixelRatio();
-        if (QRectF(geometry.topLeft(), QSizeF(geometry.size()) * ratio).contains(pixels.center())) {
-            const QPointF origin = geometry.topLeft();
-            return QRectF(origin + (pixels.topLeft() - origin) / ratio, pixels.size() / ratio);
-        }
+    const QScreen* screen = screenOfPixel(pixels.center());
+    if (screen == nullptr) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    return QRectF(fromPixel(pixels.topLeft(), *screen), pixels.size() / screen->devicePixelRatio());
 }
 
 template <typename Cookie>

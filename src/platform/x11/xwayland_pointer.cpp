@@ -2,6 +2,7 @@
 
 #include "platform/desktop/qt_display.h"
 #include "platform/desktop/tooltips_pass_pointer.h"
+#include "x_pixels.h"
 #include "xcb_calls.h"
 
 #include <QCoreApplication>
@@ -51,13 +52,6 @@ xcb_visualid_t argbVisual(const xcb_screen_t* screen) {
     return XCB_NONE;
 }
 
-// Qt's global coordinates keep each screen's top-left corner where the X server has it and
-// scale what lies beyond it by the screen's pixel ratio.
-QPoint toPixel(const QPoint& point, const QScreen& screen) {
-    const QPoint origin = screen.geometry().topLeft();
-    return origin + (QPointF(point - origin) * screen.devicePixelRatio()).toPoint();
-}
-
 QRect toPixels(const QRect& geometry) {
     const QScreen* screen = QGuiApplication::screenAt(geometry.center());
     if (screen == nullptr) {
@@ -69,17 +63,6 @@ QRect toPixels(const QRect& geometry) {
     return {toPixel(geometry.topLeft(), *screen),
             toPixel(geometry.topLeft() + QPoint(geometry.width(), geometry.height()), *screen) -
                 QPoint(1, 1)};
-}
-
-QPointF fromPixel(const QPoint& pixel) {
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        const QRect geometry = screen->geometry();
-        const double ratio = screen->devicePixelRatio();
-        if (QRect(geometry.topLeft(), geometry.size() * ratio).contains(pixel)) {
-            return QPointF(geometry.topLeft()) + QPointF(pixel - geometry.topLeft()) / ratio;
-        }
-    }
-    return pixel;
 }
 
 /// Makes the presence window a dock: above ordinary windows, on every desktop, where it asks to
@@ -384,7 +367,8 @@ void XwaylandPointer::arrived() {
 }
 
 QPointF XwaylandPointer::pointOf(const QPoint& pixel) const {
-    return pointOfPixel(fromPixel(pixel));
+    const QScreen* screen = screenOfPixel(pixel);
+    return pointOfPixel(screen != nullptr ? fromPixel(pixel, *screen) : QPointF(pixel));
 }
 
 } // namespace verrabel

@@ -7,6 +7,7 @@
 #include "shelf/shelf_controller.h"
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTimer>
@@ -61,10 +62,15 @@ int main(int argc, char* argv[]) {
     });
     QTimer::singleShot(0, &delegate, &verrabel::AppDelegate::applicationDidFinishLaunching);
     QApplication::exec();
-    // Quitting: the session is free for a new start at once. Files being saved are saved;
-    // after that a worker still busy with a slow file (a thumbnail) is not waited for.
+    // Quitting: the session is free for a new start at once. Files being saved get up to ten
+    // seconds (a source that never answers would hold a promise for minutes; what is cut short
+    // stays hidden and goes at the next start); after that a worker still busy with a slow file
+    // (a thumbnail) is not waited for.
     instance.release();
-    while (delegate.shelf && delegate.shelf->busy > 0) {
+    const QDeadlineTimer saving(std::chrono::seconds(10));
+    QTimer wake; // the count falls on the main thread, between events: look now and then
+    wake.start(std::chrono::milliseconds(100));
+    while (delegate.shelf && delegate.shelf->busy > 0 && !saving.hasExpired()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     verrabel::endProcessWithin(std::chrono::milliseconds(800));

@@ -12,6 +12,12 @@ install(FILES resources/icons/verrabel.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 install(FILES resources/verrabel-autostart.desktop
         DESTINATION ${VERRABEL_AUTOSTART_DIR} RENAME verrabel.desktop)
+# The companion GNOME Shell extension, for every user; GNOME loads it once enabled. Its own
+# component, so that a scenario can install it alone.
+install(FILES gnome-extension/metadata.json gnome-extension/extension.js gnome-extension/edge.js
+              gnome-extension/indicator.js gnome-extension/service.js resources/icons/verrabel.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gnome-shell/extensions/verrabel@verrabel.org
+        COMPONENT gnome_extension)
 
 # Debian keeps manual pages and changelogs compressed the reproducible way: at most, and
 # without a name or time in the header.

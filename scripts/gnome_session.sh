@@ -62,8 +62,12 @@ wayland_gnome_desktop() { ! wayland_gnome_overview; }
 # stands in for logind's system bus; both go with the shell. Nothing but its remote-desktop
 # interface moves its pointer (tests/e2e/remote_mouse.py), and only the Shell's screenshot call
 # shows what is on screen. New windows open centred, on every release. It starts in the
-# Overview: the caller leaves it with a key.
+# Overview: the caller leaves it with a key. With a UUID, that extension is enabled for the user
+# before the shell starts, which then loads it from the user's or the system's folders.
 wayland_gnome_headless_start() {
+  local enable=
+  [[ -z ${1-} ]] || enable="gsettings set org.gnome.shell disable-user-extensions false
+gsettings set org.gnome.shell enabled-extensions \"['$1']\""
   wayland_take_screen || return 1
   WAYLAND_COMPOSITOR=gnome-headless
   [[ $HOME == "${TMPDIR:-/tmp}"/?* ]] || wayland_fail "HOME $HOME is not a throw-away one" || return 1
@@ -72,13 +76,14 @@ wayland_gnome_headless_start() {
   chown -R "$WAYLAND_USER:" "$HOME" "$XDG_RUNTIME_DIR"
   export WAYLAND_DISPLAY=wayland-e2e
   local shell="$XDG_RUNTIME_DIR/gnome-shell"
-  cat >"$shell" <<'EOF_SHELL'
+  cat >"$shell" <<EOF_SHELL
 #!/bin/sh
-echo "$$ $DBUS_SESSION_BUS_ADDRESS" >"$0.started"
+echo "\$\$ \$DBUS_SESSION_BUS_ADDRESS" >"\$0.started"
+$enable
 gsettings set org.gnome.mutter center-new-windows true
 # The banner that says the screen cannot be locked here would hang over the top centre.
 gsettings set org.gnome.desktop.notifications show-banners false
-exec gnome-shell --headless --wayland --virtual-monitor 1600x1000 --wayland-display "$WAYLAND_DISPLAY"
+exec gnome-shell --headless --wayland --virtual-monitor 1600x1000 --wayland-display "\$WAYLAND_DISPLAY"
 EOF_SHELL
   chmod 755 "$shell"
   # shellcheck disable=SC2016 # for the user's sh to expand

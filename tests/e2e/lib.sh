@@ -165,6 +165,11 @@ mouse() {
   [[ $reply == ok ]] || { echo "e2e: mouse $*: $reply" >&2 && return 1; }
 }
 
+# click_here: a left click where the pointer is, by the session's own mouse.
+click_here() {
+  if [[ -n $MOUSE_COMMANDS ]]; then mouse click; else pointer click 1; fi
+}
+
 # glide X Y: the pointer moves there as a hand does, a few points at a time (about 500 points a
 # second; the remote mouse, where there is one, goes twice as fast).
 glide() {
@@ -189,13 +194,14 @@ bring_shelf_down() {
 }
 
 # push_top_centre: the pointer goes to the top centre and on against the edge for a moment, as a
-# hand does: KWin pushes it back off its edges at first and answers only a second push.
+# hand does: KWin pushes it back off its edges at first and answers only a second push; GNOME's
+# pressure barriers count how far it pushes.
 push_top_centre() {
   local i
   glide 800 0
-  for ((i = 0; i < 5; i++)); do
-    sleep 0.05
-    if [[ -n $MOUSE_COMMANDS ]]; then mouse by 0 -3; else pointer mousemove_relative -- 0 -3; fi
+  for ((i = 0; i < 10; i++)); do
+    sleep 0.04
+    if [[ -n $MOUSE_COMMANDS ]]; then mouse by 0 -8; else pointer mousemove_relative -- 0 -3; fi
   done
 }
 
@@ -244,7 +250,7 @@ expect_click_below_the_edge() {
   glide 800 20
   sleep 0.3
   expect "20 points below the edge the shelf stays up" shelf_hidden
-  pointer click 1
+  click_here
   expect "the click reaches the native window" eventually 3 grep -Eqsx '[0-9]+ [0-9]+' "$note"
 }
 
@@ -259,7 +265,7 @@ expect_click_at_the_edge() {
   wayland_native /usr/bin/python3 "$E2E_SOURCE/tests/e2e/click_probe.py" "$note" --maximised
   expect "a native window maximised" eventually 10 grep -qsx ready "$note"
   glide 800 0
-  pointer click 1
+  click_here
   expect "a click at the top edge's centre reaches it" \
     eventually 3 grep -Eqsx '[0-9]+ [01]' "$note"
   expect "the shelf stays up" shelf_hidden
@@ -284,7 +290,7 @@ expect_fullscreen_left_alone() {
   push_top_centre
   sleep 0.5
   expect "pushed at the top centre over a fullscreen window, the shelf stays up" shelf_hidden
-  pointer click 1
+  click_here
   expect "a click at the top centre reaches the fullscreen window" \
     eventually 3 grep -Eqsx '[0-9]+ [0-9]+' "$note"
   glide 800 300

@@ -1,4 +1,7 @@
 #include "platform/desktop/qt_display.h"
+#include "platform/gnome_shell/gnome_shell_link.h"
+#include "platform/gnome_shell/shell_edge_pointer.h"
+#include "platform/gnome_shell/shell_fullscreen_watch.h"
 #include "platform/window_system.h"
 #include "x11_compositor.h"
 #include "x11_file_drags.h"
@@ -18,19 +21,28 @@ public:
         : m_xwayland(m_onXwayland
                          ? std::make_unique<XwaylandPointer>(needs.screens, m_floating.isManaged())
                          : nullptr)
-        , m_drags(needs.transfers, needs.queues) {}
+        , m_drags(needs.transfers, needs.queues) {
+        if (m_xwayland) {
+            m_shell = std::make_unique<GnomeShellLink>();
+            m_shellPointer = std::make_unique<ShellEdgePointer>(*m_shell, needs.screens,
+                                                                *m_xwayland, *m_xwayland);
+            m_shellFullscreen = std::make_unique<ShellFullscreenWatch>(*m_shell, m_fullscreen);
+        }
+    }
 
     Pointer& pointer() override {
-        return m_xwayland ? static_cast<Pointer&>(*m_xwayland) : m_x11Pointer;
+        return m_shellPointer ? static_cast<Pointer&>(*m_shellPointer) : m_x11Pointer;
     }
     MotionWatch& motion() override {
-        return m_xwayland ? static_cast<MotionWatch&>(*m_xwayland) : m_x11Motion;
+        return m_shellPointer ? static_cast<MotionWatch&>(*m_shellPointer) : m_x11Motion;
     }
     FloatingWindows& floating() override { return m_floating; }
     Compositor& compositor() override { return m_compositor; }
     FileDrags& drags() override { return m_drags; }
     FilePromises& promises() override { return m_promises; }
-    FullscreenWatch& fullscreen() override { return m_fullscreen; }
+    FullscreenWatch& fullscreen() override {
+        return m_shellFullscreen ? static_cast<FullscreenWatch&>(*m_shellFullscreen) : m_fullscreen;
+    }
 
 private:
     // First, so that its filter of X events comes last: it turns a promise's drop into a leave
@@ -46,6 +58,10 @@ private:
     X11Compositor m_compositor;
     X11FileDrags m_drags;
     X11FullscreenWatch m_fullscreen;
+    // In GNOME, its companion extension does better than the strip where it is enabled.
+    std::unique_ptr<GnomeShellLink> m_shell;
+    std::unique_ptr<ShellEdgePointer> m_shellPointer;
+    std::unique_ptr<ShellFullscreenWatch> m_shellFullscreen;
 };
 
 } // namespace

@@ -180,7 +180,16 @@ std::optional<QPointF> XwaylandPointer::location() {
 }
 
 void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
-    if (m_window == XCB_NONE || zones.isEmpty()) {
+    if (m_window == XCB_NONE) {
+        return;
+    }
+    // Nowhere to watch: the window goes, and with it every click it would take.
+    if (zones.isEmpty()) {
+        xcb_unmap_window(m_x, m_window);
+        xcb_flush(m_x);
+        if (m_over == m_window) {
+            m_over = XCB_NONE;
+        }
         return;
     }
     // Exactly the zones, which take the pointer from the windows below, with the ring to see it

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# In GNOME Shell 45 and later, headless, with Verrabel's own extension installed as
+# `make install` installs it and enabled: the top edge at the centre is the shell's. A push there
+# brings the shelf down under the bar while a click at the very top row stays the clock's; the
+# shelf goes when the pointer leaves, also after the calendar was open, and never depends on
+# Xwayland seeing the pointer; a fullscreen native window gets neither shelf nor lost clicks.
+source "$(dirname "$0")/lib.sh"
+UUID=verrabel@verrabel.org
+shell_major=$(gnome-shell --version 2>/dev/null | grep -oE '[0-9]+' | head -n 1)
+if ((${shell_major:-0} < 45)); then
+  echo "e2e: wayland_gnome_extension skipped: GNOME Shell ${shell_major:-none} loads no ES-module extensions"
+  exit 77
+fi
+e2e_begin wayland_gnome_extension welcomed
+SHELF_TOP=32
+
+# Installed under a prefix of the scenario's own, which the shell looks into as into /usr.
+cmake --install "$E2E_BUILD" --component gnome_extension --prefix "$HOME/prefix" >/dev/null
+export XDG_DATA_DIRS="$HOME/prefix/share:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
+wayland_gnome_headless_start "$UUID"
+mouse_start
+mouse key 0xff1b
+expect "Escape leaves the Overview" eventually 10 wayland_gnome_desktop
+extension_active() { wayland_as_user gnome-extensions info "$UUID" | grep -q 'State: ACTIVE'; }
+expect "the shell runs the extension" eventually 5 extension_active
+e2e_launch XDG_CURRENT_DESKTOP=GNOME # as a GNOME session has it
+expect "Verrabel says it uses the extension" \
+  eventually 5 grep -q '顶部边缘由 GNOME Shell 扩展' "$XSESSION_LOG"
+sleep 1
+
+backdrop=$(wayland_pixel 480 200)
+calendar_open() { [[ $(wayland_pixel 480 200) != "$backdrop" ]]; }
+calendar_shut() { ! calendar_open; }
+# The clock, clicked with the pointer slammed against the top: its calendar, and no shelf.
+glide 800 0
+mouse click
+expect "a click at the top row opens the clock's calendar" eventually 2 calendar_open
+sleep 0.5
+expect "and brings no shelf" shelf_hidden
+mouse key 0xff1b
+expect "Escape closes the calendar" eventually 2 calendar_shut
+
+# A push brings the shelf down below the bar; it stays on the way down and goes away from it.
+expect_hover
+glide 800 600
+expect "away from it, it goes" eventually 1 shelf_hidden
+
+# After the calendar, the shelf still goes when the pointer leaves: the shell tells where it is.
+glide 800 0
+mouse click
+expect "the calendar opens again" eventually 2 calendar_open
+mouse key 0xff1b
+expect "and closes" eventually 2 calendar_shut
+bring_shelf_down
+glide 800 200
+sleep 0.3
+glide 200 700
+expect "after the calendar, the shelf goes when the pointer leaves it" eventually 1 shelf_hidden
+
+expect_fullscreen_left_alone

@@ -7,8 +7,9 @@
 #include "platform/desktop/qt_display.h"
 #include "platform/desktop/qt_settings.h"
 #include "platform/desktop/theme_file_icons.h"
-#include "platform/desktop/tray_status_bar.h"
 #include "platform/desktop/xdg_folders.h"
+#include "platform/gnome_shell/gnome_shell_link.h"
+#include "platform/gnome_shell/shell_status_bar.h"
 #include "platform/linux/inotify_watchers.h"
 #include "platform/linux/thread_queue.h"
 #include "platform/linux/timer_slack_activity.h"
@@ -48,8 +49,9 @@ struct SystemPlatform::Parts {
     QtScreens screens;
     ThreadQueueFactory queues;
     PortalFileTransfers transfers;
+    GnomeShellLink shell;
     // Before everything else that filters X events: see the X11 window system.
-    std::unique_ptr<WindowSystem> windows = makeWindowSystem({screens, transfers, queues});
+    std::unique_ptr<WindowSystem> windows = makeWindowSystem({screens, transfers, queues, shell});
     SystemClock clock;
     DesktopWorkspace workspace;
     MessageBoxAlerts alerts;
@@ -58,7 +60,7 @@ struct SystemPlatform::Parts {
     ThemeFileIcons icons;
     TimerSlackActivity activity;
     QtSettings settings;
-    TrayStatusBar statusBar;
+    ShellStatusBar statusBar{shell};
     Platform services{folders,
                       screens,
                       windows->pointer(),

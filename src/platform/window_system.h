@@ -10,6 +10,7 @@ class FilePromises;
 class FileTransfers;
 class FloatingWindows;
 class FullscreenWatch;
+class GnomeShellLink;
 class MotionWatch;
 class Pointer;
 class QueueFactory;
@@ -34,6 +35,8 @@ struct WindowSystemNeeds {
     const Screens& screens;
     FileTransfers& transfers;
     QueueFactory& queues;
+    /// GNOME's companion extension, for what an X client in GNOME cannot see.
+    GnomeShellLink& shell;
 };
 
 /// Verrabel as an X11 client; for Qt's xcb platform.

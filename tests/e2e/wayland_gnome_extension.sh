@@ -14,6 +14,14 @@ fi
 e2e_begin wayland_gnome_extension welcomed
 SHELF_TOP=32
 
+# The default application for folders notes what it was asked to open.
+mkdir -p "$HOME/bin" "$XDG_DATA_HOME/applications"
+printf '#!/bin/sh\necho "$1" >>"$HOME/opened"\n' >"$HOME/bin/record-open"
+chmod +x "$HOME/bin/record-open"
+printf '[Desktop Entry]\nType=Application\nName=Recorder\nExec=%s %%u\nMimeType=inode/directory;\n' \
+  "$HOME/bin/record-open" >"$XDG_DATA_HOME/applications/recorder.desktop"
+printf '[Default Applications]\ninode/directory=recorder.desktop\n' >"$XDG_CONFIG_HOME/mimeapps.list"
+
 # Installed under a prefix of the scenario's own, which the shell looks into as into /usr.
 cmake --install "$E2E_BUILD" --component gnome_extension --prefix "$HOME/prefix" >/dev/null
 export XDG_DATA_DIRS="$HOME/prefix/share:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
@@ -23,6 +31,8 @@ mouse key 0xff1b
 expect "Escape leaves the Overview" eventually 10 wayland_gnome_desktop
 extension_active() { wayland_as_user gnome-extensions info "$UUID" | grep -q 'State: ACTIVE'; }
 expect "the shell runs the extension" eventually 5 extension_active
+bar_before="$E2E_STATE/bar-before.png"
+wayland_shell_screenshot "$bar_before" 900 0 700 32
 e2e_launch XDG_CURRENT_DESKTOP=GNOME # as a GNOME session has it
 expect "Verrabel says it uses the extension" \
   eventually 5 grep -q '顶部边缘由 GNOME Shell 扩展' "$XSESSION_LOG"
@@ -58,3 +68,32 @@ glide 200 700
 expect "after the calendar, the shelf goes when the pointer leaves it" eventually 1 shelf_hidden
 
 expect_fullscreen_left_alone
+
+# The menu, in the top bar: where the bar changed right of the clock once Verrabel came.
+bar_after="$E2E_STATE/bar-after.png"
+indicator_x() {
+  wayland_shell_screenshot "$bar_after" 900 0 700 32 &&
+    convert "$bar_before" "$bar_after" -compose difference -composite -threshold 10% \
+      -format '%@' info: 2>/dev/null | awk -F'[x+]' '$1 > 0 && $1 < 100 {print 900 + $3 + int($1 / 2)}'
+}
+expect "an indicator in the top bar" eventually 5 test -n "$(indicator_x)"
+x=$(indicator_x)
+# choose_entry N: the menu's Nth entry, chosen with the keyboard as the menu opens on a click.
+choose_entry() {
+  local i
+  glide "$x" 16
+  mouse click
+  sleep 0.5
+  for ((i = 0; i < $1; i++)); do mouse key 0xff54; done
+  mouse key 0xff0d
+}
+glide 800 600
+choose_entry 1
+expect "its first entry shows the shelf" eventually 2 shelf_mapped
+glide 800 600
+expect "which goes again" eventually 4 shelf_hidden
+choose_entry 2
+expect "its second opens the Desktop folder" eventually 5 grep -qs Desktop "$HOME/opened"
+choose_entry 3
+expect "its last quits Verrabel" eventually 5 process_gone "$E2E_APP"
+expect "and the indicator goes with it" eventually 5 test -z "$(indicator_x)"

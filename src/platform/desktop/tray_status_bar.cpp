@@ -57,8 +57,15 @@ void TrayStatusItem::setImage(const QIcon& image, const QString& accessibilityDe
     m_description = accessibilityDescription;
     if (m_icon) {
         m_icon->setIcon(image);
-        m_icon->show();
+        m_icon->setVisible(!m_hidden);
         nameTrayWindow();
+    }
+}
+
+void TrayStatusItem::setHidden(bool hidden) {
+    m_hidden = hidden;
+    if (m_icon && !m_image.isNull()) {
+        m_icon->setVisible(!hidden);
     }
 }
 

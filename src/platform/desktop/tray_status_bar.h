@@ -20,6 +20,8 @@ public:
     void setImage(const QIcon& image, const QString& accessibilityDescription) override;
     void setMenu(std::unique_ptr<QMenu> menu) override;
     [[nodiscard]] QMenu* menu() const override { return m_menu.get(); }
+    /// Hidden while the desktop shows the menu some other way; it docks all the same.
+    void setHidden(bool hidden);
 
 private:
     void dockWhenTrayAppears();
@@ -30,6 +32,7 @@ private:
     std::unique_ptr<QSystemTrayIcon> m_icon;
     QIcon m_image;
     QString m_description;
+    bool m_hidden = false;
     QTimer m_trayPoll;
 };
 

@@ -1,5 +1,4 @@
 #include "platform/desktop/qt_display.h"
-#include "platform/gnome_shell/gnome_shell_link.h"
 #include "platform/gnome_shell/shell_edge_pointer.h"
 #include "platform/gnome_shell/shell_fullscreen_watch.h"
 #include "platform/window_system.h"
@@ -23,10 +22,9 @@ public:
                          : nullptr)
         , m_drags(needs.transfers, needs.queues) {
         if (m_xwayland) {
-            m_shell = std::make_unique<GnomeShellLink>();
-            m_shellPointer = std::make_unique<ShellEdgePointer>(*m_shell, needs.screens,
+            m_shellPointer = std::make_unique<ShellEdgePointer>(needs.shell, needs.screens,
                                                                 *m_xwayland, *m_xwayland);
-            m_shellFullscreen = std::make_unique<ShellFullscreenWatch>(*m_shell, m_fullscreen);
+            m_shellFullscreen = std::make_unique<ShellFullscreenWatch>(needs.shell, m_fullscreen);
         }
     }
 
@@ -59,7 +57,6 @@ private:
     X11FileDrags m_drags;
     X11FullscreenWatch m_fullscreen;
     // In GNOME, its companion extension does better than the strip where it is enabled.
-    std::unique_ptr<GnomeShellLink> m_shell;
     std::unique_ptr<ShellEdgePointer> m_shellPointer;
     std::unique_ptr<ShellFullscreenWatch> m_shellFullscreen;
 };

@@ -1,7 +1,7 @@
 // The top edge at the centre of a monitor, done the way the shell's hot corner is: a pressure
 // barrier that answers a push and leaves clicks alone. A pointer that cannot push (an absolute
-// one: a virtual machine's, a tablet's) opens it by resting on the edge instead; a click there
-// is the top bar's and stops that until the pointer leaves the edge.
+// one: a virtual machine's, a tablet's) opens it by resting on the edge instead, unless a click
+// there took the pointer first (the clock's calendar is then open).
 import Clutter from 'gi://Clutter';
 import GLib from 'gi://GLib';
 import Meta from 'gi://Meta';
@@ -15,33 +15,38 @@ import * as Main from 'resource:///org/gnome/shell/ui/main.js';
 const PRESSURE_THRESHOLD = 50;
 const PRESSURE_TIMEOUT = 1000; // ms
 const REST_TIME = 400; // ms
+const BUTTONS = Clutter.ModifierType.BUTTON1_MASK | Clutter.ModifierType.BUTTON2_MASK |
+    Clutter.ModifierType.BUTTON3_MASK;
 
-// Barriers belong to the backend from GNOME 46 on, to the display before.
+const shellMajor = parseInt(Config.PACKAGE_VERSION.split('.')[0]);
+
+// Barriers and the cursor belong to the backend from GNOME 46 on, to the display before.
 function barrierHost() {
-    const major = parseInt(Config.PACKAGE_VERSION.split('.')[0]);
-    return major >= 46 ? {backend: global.backend} : {display: global.display};
+    return shellMajor >= 46 ? {backend: global.backend} : {display: global.display};
+}
+
+function cursorTracker() {
+    return shellMajor >= 46 ? global.backend.get_cursor_tracker()
+        : Meta.CursorTracker.get_for_display(global.display);
 }
 
 export class TopEdge {
     constructor(onPushed) {
         this._onPushed = onPushed;
         this._barrier = null;
-        this._span = null;
-        this._restId = 0;
-        this._clicked = false;
         this._pressure = null;
-        // Only the top bar lies under the edge: its events are all the resting pointer needs.
-        this._panelEvents = Main.layoutManager.panelBox.connect('captured-event',
-            (_actor, event) => this._panelEvent(event));
+        this._span = null;
+        this._tracker = cursorTracker();
+        this._movedId = 0;
+        this._restId = 0;
     }
 
-    /** From `left` to `right` along the top of `top` (stage coordinates); null: nowhere. */
+    /** From `left` to `right` along the top of `top` (stage coordinates); left === right: none. */
     set(left, right, top) {
-        this._removeBarrier();
-        this._stopRest();
-        this._span = left < right ? {left, right, top} : null;
-        if (this._span === null)
+        this._clear();
+        if (left >= right)
             return;
+        this._span = {left, right, top};
         // A pressure barrier of its own each time: one that lost its barrier while pushed
         // would wait for a departure that never comes.
         this._pressure = new Layout.PressureBarrier(PRESSURE_THRESHOLD, PRESSURE_TIMEOUT,
@@ -53,57 +58,43 @@ export class TopEdge {
             directions: Meta.BarrierDirection.POSITIVE_Y,
         });
         this._pressure.addBarrier(this._barrier);
+        this._movedId = this._tracker.connect('position-invalidated', () => this._moved());
     }
 
     destroy() {
-        this.set(0, 0, 0);
-        Main.layoutManager.panelBox.disconnect(this._panelEvents);
+        this._clear();
     }
 
-    _removeBarrier() {
-        if (this._barrier === null)
-            return;
-        this._pressure.destroy();
+    _clear() {
+        this._stopRest();
+        if (this._movedId)
+            this._tracker.disconnect(this._movedId);
+        this._movedId = 0;
+        this._pressure?.destroy();
         this._pressure = null;
-        this._barrier.destroy();
+        this._barrier?.destroy();
         this._barrier = null;
+        this._span = null;
     }
 
-    _panelEvent(event) {
-        if (this._span === null)
-            return Clutter.EVENT_PROPAGATE;
-        switch (event.type()) {
-        case Clutter.EventType.BUTTON_PRESS:
-        case Clutter.EventType.TOUCH_BEGIN:
-            this._clicked = true;
-            this._stopRest();
-            break;
-        case Clutter.EventType.MOTION: {
-            const [x, y] = event.get_coords();
-            if (!this._onEdge(x, y)) {
-                this._clicked = false;
-                this._stopRest();
-            } else if (!this._clicked && this._restId === 0) {
-                this._restId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, REST_TIME, () => {
-                    this._restId = 0;
-                    // It may have jumped off the bar since, where the bar hears nothing.
-                    const [px, py] = global.get_pointer();
-                    if (this._onEdge(px, py) && (Main.actionMode & Shell.ActionMode.NORMAL))
-                        this._onPushed();
-                    return GLib.SOURCE_REMOVE;
-                });
-            }
-            break;
-        }
-        default:
-            break;
-        }
-        return Clutter.EVENT_PROPAGATE;
-    }
-
-    _onEdge(x, y) {
+    _onEdge() {
+        const [x, y] = global.get_pointer();
         return this._span !== null && y < this._span.top + 1 && x >= this._span.left &&
             x < this._span.right;
+    }
+
+    // Every move of the pointer, anywhere: only one that comes to rest on the edge counts.
+    _moved() {
+        this._stopRest();
+        if (!this._onEdge())
+            return;
+        this._restId = GLib.timeout_add(GLib.PRIORITY_DEFAULT, REST_TIME, () => {
+            this._restId = 0;
+            const [, , mods] = global.get_pointer();
+            if (this._onEdge() && !(mods & BUTTONS) && (Main.actionMode & Shell.ActionMode.NORMAL))
+                this._onPushed();
+            return GLib.SOURCE_REMOVE;
+        });
     }
 
     _stopRest() {

@@ -11,7 +11,7 @@ declare -A groups=(
              adwaita-icon-theme qt6-translations-l10n xdg-utils qt6-image-formats-plugins"
   [e2e]="pcmanfm thunar engrampa zip bzip2 xdg-desktop-portal x11-xserver-utils at-spi2-core python3-pyatspi
          gir1.2-atspi-2.0 gir1.2-gtk-3.0 python3-gi python3-xlib mutter gnome-shell kwin-wayland nautilus
-         xwayland sway waybar"
+         xwayland sway waybar pipewire-bin"
   [package]="dpkg-dev file lintian appstream desktop-file-utils man-db"
   [fuzz]="clang libclang-rt-14-dev"
   [screenshots]="qt6-gtk-platformtheme xcompmgr"

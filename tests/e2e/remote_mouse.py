@@ -6,6 +6,9 @@ Its relative steps reach Xwayland as a real mouse's do.
 Reads one command a line from the pipe COMMANDS and answers each on REPLIES, with "ok" once done:
     to X Y        moves there as a hand does: whole pixels (mutter drops fractions), at most 8 at
                   a time, 8 ms apart
+    at X Y        the same, as an absolute pointer does (a virtual machine's, a tablet's): to
+                  places, not by distances; needs a PipeWire daemon for the screen cast that such
+                  motion names
     by DX DY      the same, by so much; the screen's edges stop the pointer
     press | release | click [COUNT]      the left button
     key KEYSYM    a key, such as 0xff1b (Escape)
@@ -19,6 +22,7 @@ from gi.repository import Gio, GLib
 
 BTN_LEFT = 0x110
 SESSION = "org.gnome.Mutter.RemoteDesktop.Session"
+CAST = "org.gnome.Mutter.ScreenCast"
 BUS = Gio.bus_get_sync(Gio.BusType.SESSION, None)
 
 
@@ -33,6 +37,7 @@ class Mouse:
         # The session lives as long as this connection.
         self.path = call("/org/gnome/Mutter/RemoteDesktop", "org.gnome.Mutter.RemoteDesktop",
                          "CreateSession").unpack()[0]
+        self.stream = self.cast_stream()
         call(self.path, SESSION, "Start")
         # Wherever it is, a screen's width and height in small steps take it into the corner;
         # twice, as mutter 50 loses motion sent just after the session starts.
@@ -40,6 +45,37 @@ class Mouse:
         self.x = self.y = 0
         for _ in range(2):
             self.by(width, height, pause=0.001)
+
+    def cast_stream(self):
+        """A screen cast of the primary monitor in this session, which absolute motion names;
+        none where the shell cannot cast (no PipeWire)."""
+        try:
+            session_id = BUS.call_sync(
+                "org.gnome.Mutter.RemoteDesktop", self.path, "org.freedesktop.DBus.Properties",
+                "Get", GLib.Variant("(ss)", (SESSION, "SessionId")), None,
+                Gio.DBusCallFlags.NONE, -1, None).unpack()[0]
+            cast = BUS.call_sync(
+                CAST, "/org/gnome/Mutter/ScreenCast", CAST, "CreateSession",
+                GLib.Variant("(a{sv})", ({"remote-desktop-session-id":
+                                          GLib.Variant("s", session_id)},)),
+                None, Gio.DBusCallFlags.NONE, -1, None).unpack()[0]
+            return BUS.call_sync(CAST, cast, CAST + ".Session", "RecordMonitor",
+                                 GLib.Variant("(sa{sv})", ("", {})), None,
+                                 Gio.DBusCallFlags.NONE, -1, None).unpack()[0]
+        except GLib.Error:
+            return None
+
+    def at(self, x, y):
+        if self.stream is None:
+            raise ValueError("no screen cast for absolute motion")
+        steps = max(abs(x - self.x), abs(y - self.y)) // 8 + 1
+        start = (self.x, self.y)
+        for i in range(1, steps + 1):
+            call(self.path, SESSION, "NotifyPointerMotionAbsolute", "(sdd)", self.stream,
+                 float(start[0] + (x - start[0]) * i // steps),
+                 float(start[1] + (y - start[1]) * i // steps))
+            time.sleep(0.008)
+        self.x, self.y = x, y
 
     def by(self, dx, dy, pause=0.008):
         if dx == dy == 0:
@@ -84,6 +120,7 @@ def main(size, commands, replies):
     mouse = Mouse(width, height)
     actions = {
         "to": lambda x, y: mouse.to(int(x), int(y)),
+        "at": lambda x, y: mouse.at(int(x), int(y)),
         "by": lambda dx, dy: mouse.by(int(dx), int(dy)),
         "press": lambda: mouse.button(True),
         "release": lambda: mouse.button(False),

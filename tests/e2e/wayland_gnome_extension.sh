@@ -3,7 +3,8 @@
 # `make install` installs it and enabled: the top edge at the centre is the shell's. A push there
 # brings the shelf down under the bar while a click at the very top row stays the clock's; the
 # shelf goes when the pointer leaves, also after the calendar was open, and never depends on
-# Xwayland seeing the pointer; a fullscreen native window gets neither shelf nor lost clicks.
+# Xwayland seeing the pointer, whether it moves as a mouse or jumps as an absolute pointer; a
+# fullscreen native window gets neither shelf nor lost clicks; the menu is in the top bar.
 source "$(dirname "$0")/lib.sh"
 UUID=verrabel@verrabel.org
 shell_major=$(gnome-shell --version 2>/dev/null | grep -oE '[0-9]+' | head -n 1)
@@ -26,6 +27,8 @@ printf '[Default Applications]\ninode/directory=recorder.desktop\n' >"$XDG_CONFI
 cmake --install "$E2E_BUILD" --component gnome_extension --prefix "$HOME/prefix" >/dev/null
 export XDG_DATA_DIRS="$HOME/prefix/share:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
 wayland_gnome_headless_start "$UUID"
+# The shell's screen casts, which absolute motion names, want a PipeWire daemon.
+wayland_exec pipewire
 mouse_start
 mouse key 0xff1b
 expect "Escape leaves the Overview" eventually 10 wayland_gnome_desktop
@@ -66,6 +69,25 @@ glide 800 200
 sleep 0.3
 glide 200 700
 expect "after the calendar, the shelf goes when the pointer leaves it" eventually 1 shelf_hidden
+
+# An absolute pointer (a virtual machine's, a tablet's) pushes no barrier: resting on the edge
+# brings the shelf down, a click there is still the clock's, and leaving closes it, also after
+# the calendar, where Xwayland never tells an X client the pointer left.
+mouse at 800 500
+mouse at 800 0
+mouse click
+expect "an absolute pointer's click at the top row opens the calendar" eventually 2 calendar_open
+expect "and brings no shelf" shelf_hidden
+mouse key 0xff1b
+expect "the calendar closes" eventually 2 calendar_shut
+mouse at 800 500
+mouse at 800 0
+expect "an absolute pointer resting on the edge brings the shelf down" eventually 2 shelf_mapped
+mouse at 800 200
+sleep 0.5
+expect "it stays with the pointer in it" shelf_mapped
+mouse at 200 700
+expect "and goes when the pointer jumps away" eventually 1 shelf_hidden
 
 expect_fullscreen_left_alone
 

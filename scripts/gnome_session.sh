@@ -63,7 +63,8 @@ wayland_gnome_desktop() { ! wayland_gnome_overview; }
 # interface moves its pointer (tests/e2e/remote_mouse.py), and only the Shell's screenshot call
 # shows what is on screen. New windows open centred, on every release. It starts in the
 # Overview: the caller leaves it with a key. With a UUID, that extension is enabled for the user
-# before the shell starts, which then loads it from the user's or the system's folders.
+# before the shell starts, which then loads it from the user's or the system's folders. The
+# virtual monitor has WAYLAND_GNOME_MONITOR's size in pixels (1600x1000 unless set).
 wayland_gnome_headless_start() {
   local enable=
   [[ -z ${1-} ]] || enable="gsettings set org.gnome.shell disable-user-extensions false
@@ -83,7 +84,7 @@ $enable
 gsettings set org.gnome.mutter center-new-windows true
 # The banner that says the screen cannot be locked here would hang over the top centre.
 gsettings set org.gnome.desktop.notifications show-banners false
-exec gnome-shell --headless --wayland --virtual-monitor 1600x1000 --wayland-display "\$WAYLAND_DISPLAY"
+exec gnome-shell --headless --wayland --virtual-monitor ${WAYLAND_GNOME_MONITOR:-1600x1000} --wayland-display "\$WAYLAND_DISPLAY"
 EOF_SHELL
   chmod 755 "$shell"
   # shellcheck disable=SC2016 # for the user's sh to expand

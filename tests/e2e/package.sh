@@ -21,7 +21,8 @@ expect "lintian finds no error and no warning in the package (lintian.txt)" \
 for file in /usr/bin/verrabel /usr/share/applications/org.verrabel.Verrabel.desktop \
   /usr/share/icons/hicolor/scalable/apps/verrabel.svg /etc/xdg/autostart/verrabel.desktop \
   /usr/share/metainfo/org.verrabel.Verrabel.metainfo.xml /usr/share/doc/verrabel/copyright \
-  /usr/share/doc/verrabel/changelog.gz; do
+  /usr/share/doc/verrabel/changelog.gz \
+  /usr/share/gnome-shell/extensions/verrabel@verrabel.org/extension.js; do
   expect "the package installs $file" test -e "$file"
 done
 conffiles=$(dpkg-query -W -f='${Conffiles}' verrabel)

@@ -15,6 +15,7 @@ Reads one command a line from the pipe COMMANDS and answers each on REPLIES, wit
 Relative motion is all there is without a screen cast, so the pointer's place is counted: it
 starts pushed into the bottom-right corner (the top-left one is the Overview's)."""
 
+import os
 import sys
 import time
 
@@ -48,7 +49,9 @@ class Mouse:
 
     def cast_stream(self):
         """A screen cast of the primary monitor in this session, which absolute motion names;
-        none where the shell cannot cast (no PipeWire)."""
+        none without a PipeWire daemon, which the cast needs to start at all."""
+        if not os.path.exists(os.path.join(os.environ.get("XDG_RUNTIME_DIR", ""), "pipewire-0")):
+            return None
         try:
             session_id = BUS.call_sync(
                 "org.gnome.Mutter.RemoteDesktop", self.path, "org.freedesktop.DBus.Properties",

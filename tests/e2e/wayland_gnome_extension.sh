@@ -14,6 +14,9 @@ if ((${shell_major:-0} < 45)); then
 fi
 e2e_begin wayland_gnome_extension welcomed
 SHELF_TOP=32
+mkdir -p "$HOME/native"
+echo "from a native window" >"$HOME/native/native.txt"
+wayland_thunar_size 700 450
 
 # The default application for folders notes what it was asked to open.
 mkdir -p "$HOME/bin" "$XDG_DATA_HOME/applications"
@@ -41,6 +44,8 @@ expect "Verrabel says it uses the extension" \
   eventually 5 grep -q '顶部边缘由 GNOME Shell 扩展' "$XSESSION_LOG"
 sleep 1
 
+wayland_until_drawn 800 600 wayland_native thunar "$HOME/native"
+thunar_pid=$WAYLAND_LAST_PID
 backdrop=$(wayland_pixel 480 200)
 calendar_open() { [[ $(wayland_pixel 480 200) != "$backdrop" ]]; }
 calendar_shut() { ! calendar_open; }
@@ -69,6 +74,27 @@ glide 800 200
 sleep 0.3
 glide 200 700
 expect "after the calendar, the shelf goes when the pointer leaves it" eventually 1 shelf_hidden
+
+# A file dragged from a native file manager and pushed against the edge brings the shelf down
+# under the drag, and lands. A 700x450 thunar opens centred under the bar, its first icon around
+# (678, 412).
+mouse to 678 412
+sleep 0.3
+mouse press
+sleep 0.3
+mouse by 5 0
+sleep 0.1
+mouse by 10 0
+sleep 0.2
+push_top_centre
+expect "a drag pushed against the edge brings the shelf down" eventually 2 shelf_mapped
+mouse to 798 200
+sleep 0.3
+mouse by 2 0
+sleep 0.3
+mouse release
+expect "the file dropped on it is saved" eventually 5 desktop_has native.txt
+kill "$thunar_pid"
 
 # An absolute pointer (a virtual machine's, a tablet's) pushes no barrier: resting on the edge
 # brings the shelf down, a click there is still the clock's, and leaving closes it, also after

@@ -37,13 +37,22 @@ public:
                          Delivered delivered) = 0;
 };
 
-/// Drags that carry file promises instead of files.
+/// A drop's document-portal transfer key, once its source gave it; none when it gave none in
+/// time.
+using TransferKeyRead = std::function<void(const std::optional<QString>& key)>;
+
+/// Drags that carry promises of files instead of files: files their source writes once the
+/// drop said where, or a transfer key the document portal gives the files for.
 class FilePromises {
 public:
     virtual ~FilePromises() = default;
     [[nodiscard]] virtual bool offers(const QMimeData& data) const = 0;
     /// The drop's promises; empty when it carries none.
     [[nodiscard]] virtual QList<std::shared_ptr<FilePromise>> receivers(const QMimeData& data) = 0;
+    /// During the drop: reads its transfer key without waiting for the source, and answers on
+    /// the main thread within ten seconds. False where the key can only be read from `data` at
+    /// once.
+    virtual bool readTransferKey(const QMimeData& data, TransferKeyRead read) = 0;
 };
 
 } // namespace verrabel

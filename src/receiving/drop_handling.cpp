@@ -51,13 +51,8 @@ bool DropView::accepts(const QMimeData* mime) {
     if (QList<QUrl> files = droppedItems(mime); !files.isEmpty()) {
         m_draggedFiles = std::move(files);
     }
+    // The key itself is asked for only at the drop: asking has the source make a transfer.
     m_offersTransfer = m_offersTransfer || mime->hasFormat(QString::fromLatin1(kTransferKeyType));
-    // Asking for the key has the source make a transfer: only where nothing else shows that
-    // the drag brings files, once a drag; else at the drop.
-    if (m_offersTransfer && m_draggedFiles.isEmpty() && !m_transferKeyAsked) {
-        m_transferKeyAsked = true;
-        m_transferKey = transferKeyIn(mime);
-    }
     return !m_draggedFiles.isEmpty() || m_offersTransfer || m_promises.offers(*mime);
 }
 
@@ -69,8 +64,6 @@ bool DropView::acceptable(const QDropEvent* event) {
 void DropView::dragEnterEvent(QDragEnterEvent* event) {
     m_draggedFiles.clear(); // a new drag
     m_offersTransfer = false;
-    m_transferKeyAsked = false;
-    m_transferKey.clear();
     if (!acceptable(event)) {
         event->ignore();
         return;
@@ -119,13 +112,16 @@ void DropView::dropEvent(QDropEvent* event) {
     // A read that gives nothing at all failed; one that gives only web links did not.
     const QList<QUrl> files =
         event->mimeData()->urls().isEmpty() ? m_draggedFiles : droppedItems(event->mimeData());
-    if (m_offersTransfer && m_transferKey.isEmpty()) {
-        m_transferKey = transferKeyIn(event->mimeData());
-    }
-    // Handed over first: importFiles() and receive() raise `busy` before `receiving` falls, so
+    // Handed over first: the imports and receive() raise `busy` before `receiving` falls, so
     // the shelf's hold against collapsing never lapses between the two.
-    if (!m_transferKey.isEmpty()) {
-        controller->importTransferred(m_transferKey, files);
+    if (m_offersTransfer) {
+        // The source may take seconds to give its key: read in the background where the
+        // platform can, else here.
+        TransferKeyRead keyRead = controller->importTransferredOnceRead(files);
+        if (!m_promises.readTransferKey(*event->mimeData(), keyRead)) {
+            const QString key = transferKeyIn(event->mimeData());
+            keyRead(key.isEmpty() ? std::nullopt : std::optional(key));
+        }
     } else if (!files.isEmpty()) {
         controller->importFiles(files);
     } else {
@@ -142,8 +138,6 @@ void DropView::dropEvent(QDropEvent* event) {
 void DropView::clearDropState() {
     m_draggedFiles.clear();
     m_offersTransfer = false;
-    m_transferKeyAsked = false;
-    m_transferKey.clear();
     if (owner) {
         owner->receiving = false;
     }

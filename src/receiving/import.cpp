@@ -10,6 +10,8 @@
 #include "shelf/controls.h"
 #include "shelf/shelf_controller.h"
 
+#include <QPointer>
+
 #include <algorithm>
 #include <unistd.h>
 
@@ -68,15 +70,24 @@ void ShelfController::importFiles(const QList<QUrl>& urls) {
     });
 }
 
-void ShelfController::importTransferred(const QString& key, const QList<QUrl>& urls) {
+TransferKeyRead ShelfController::importTransferredOnceRead(const QList<QUrl>& urls) {
     ++busy;
     message->setText(QStringLiteral("正在复制到桌面…"));
+    return [self = QPointer<ShelfController>(this), urls](const std::optional<QString>& key) {
+        if (self) {
+            self->copyTransferred(key, urls);
+        }
+    };
+}
+
+void ShelfController::copyTransferred(const std::optional<QString>& key, const QList<QUrl>& urls) {
     fileQueue->submit([this, key, urls, folder = desktop, &transfers = m_platform.transfers] {
         QList<QUrl> items;
         QStringList errors;
         // A path the sender names is one inside its sandbox, whatever the host has there: the
         // portal's answer is what was dragged.
-        auto retrieved = transfers.retrieve(key);
+        auto retrieved = key ? transfers.retrieve(*key)
+                             : std::variant<QStringList, TransferError>(QStringList());
         const auto* paths = std::get_if<QStringList>(&retrieved);
         if (paths != nullptr && !paths->isEmpty()) {
             for (const QString& path : *paths) {
@@ -84,17 +95,18 @@ void ShelfController::importTransferred(const QString& key, const QList<QUrl>& u
             }
         } else {
             // The portal has none of them: the host's paths are all there is, where readable.
-            const TransferError error =
-                paths != nullptr ? TransferError{} : std::get<TransferError>(retrieved);
+            const QString why = !key ? QStringLiteral("来源程序没有交出文件")
+                                : paths != nullptr ? describe(TransferError{})
+                                                   : describe(std::get<TransferError>(retrieved));
             for (const QUrl& url : urls) {
                 if (readable(url)) {
                     items.append(url);
                 } else {
-                    errors.append(errorLine(url, describe(error)));
+                    errors.append(errorLine(url, why));
                 }
             }
             if (urls.isEmpty()) {
-                errors.append(QStringLiteral("拖入的文件：") + describe(error));
+                errors.append(QStringLiteral("拖入的文件：") + why);
             }
         }
         errors += copyAll(items, folder);

@@ -59,8 +59,6 @@ private:
     QList<QUrl> m_draggedFiles;
     /// The drag offers a document-portal transfer key; the key, once read.
     bool m_offersTransfer = false;
-    bool m_transferKeyAsked = false;
-    QString m_transferKey;
     double m_cornerRadius;
     double m_rimWidth = 0;
     QColor m_rimColor;

@@ -3,6 +3,7 @@
 #include "listing/desktop_scan.h"
 #include "platform/clock.h"
 #include "platform/display.h"
+#include "platform/file_promises.h"
 
 #include <QList>
 #include <QObject>
@@ -56,9 +57,11 @@ public:
     void refresh();
     /// Copies dropped items into the Desktop in the background and reports how it went.
     void importFiles(const QList<QUrl>& urls);
-    /// Copies the files that a sandboxed application handed over by a document-portal key:
-    /// the URLs that came with it when they can be read, otherwise the files the portal gives.
-    void importTransferred(const QString& key, const QList<QUrl>& urls);
+    /// Copies the files that a sandboxed application hands over by a document-portal key, once
+    /// the key is read (called with it): the files the portal gives for it, else (no key, or
+    /// the portal has none of them) the URLs that came with it where they can be read. The
+    /// shelf is busy from now on.
+    [[nodiscard]] TransferKeyRead importTransferredOnceRead(const QList<QUrl>& urls);
     /// Receives promised files, each promise through a temporary folder of its own.
     void receive(const QList<std::shared_ptr<FilePromise>>& receivers);
 
@@ -74,6 +77,8 @@ private:
     /// not open the shelf and takes nothing from that window.
     [[nodiscard]] bool edgeStandsAside() const;
     void fullscreenChanged();
+    /// The background half of `importTransferredOnceRead()`.
+    void copyTransferred(const std::optional<QString>& key, const QList<QUrl>& urls);
     void startWatcher();
     void completeRefresh(const std::shared_ptr<const ScanResult>& result);
     void render(const std::shared_ptr<const ScanResult>& result);

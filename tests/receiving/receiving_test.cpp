@@ -170,6 +170,24 @@ TEST_F(Receiving, FilesFromSandboxedAppsComeByTheirPortalKey) {
     EXPECT_EQ(platform.alerts.shown[1].informativeText,
               "拖入的文件：来自沙盒应用，但文档门户拒绝交出文件（Invalid transfer）");
     EXPECT_EQ(message(), "1 个项目保存失败");
+
+    // Where the key is read in the background, the shelf holds and says it copies until the
+    // source answered; a source that never does leaves the host's readable paths saved and the
+    // others named.
+    platform.promises.readsKeysLater = true;
+    EXPECT_TRUE(drop({}, QByteArray("5")));
+    EXPECT_EQ(shelf->busy, 1);
+    EXPECT_EQ(message(), "正在复制到桌面…");
+    platform.transfers.files.insert("5", QStringList{files.path("from/b.txt")});
+    std::exchange(platform.promises.keyRead, {})(QStringLiteral("5"));
+    EXPECT_TRUE(drop({from("d.txt"), QUrl::fromLocalFile("/nonexistent/sandbox/e.txt")}, "6"));
+    std::exchange(platform.promises.keyRead, {})(std::nullopt);
+    finishWork();
+    EXPECT_EQ(shelf->busy, 0);
+    EXPECT_EQ(platform.transfers.retrieved.last(), "5");
+    EXPECT_EQ(files.names("Desktop"),
+              (QStringList{"a.txt", "b (1).txt", "b.txt", "d.txt", "sandboxed-b.txt"}));
+    EXPECT_EQ(platform.alerts.shown.last().informativeText, "e.txt：来源程序没有交出文件");
 }
 
 TEST_F(Receiving, AnArchivesEntryIsTakenAndSaysWhyItCannotBeSaved) {

@@ -208,9 +208,18 @@ struct FakePromise final : FilePromise {
 
 struct FakePromises final : FilePromises {
     QList<std::shared_ptr<FilePromise>> next;
+    /// Transfer keys are read in the background, as on X11, and answered by the test.
+    bool readsKeysLater = false;
+    TransferKeyRead keyRead;
     [[nodiscard]] bool offers(const QMimeData& /*data*/) const override { return !next.isEmpty(); }
     [[nodiscard]] QList<std::shared_ptr<FilePromise>> receivers(const QMimeData& /*d*/) override {
         return std::exchange(next, {});
+    }
+    bool readTransferKey(const QMimeData& /*data*/, TransferKeyRead read) override {
+        if (readsKeysLater) {
+            keyRead = std::move(read);
+        }
+        return readsKeysLater;
     }
 };
 

@@ -40,6 +40,10 @@ public:
     receivers(const QMimeData& /*data*/) override {
         return {};
     }
+    // Qt keeps a native drop's data offer to itself: the key is read through it, at once.
+    bool readTransferKey(const QMimeData& /*data*/, TransferKeyRead /*read*/) override {
+        return false;
+    }
 };
 
 class Composited final : public Compositor {

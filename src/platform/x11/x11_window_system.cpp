@@ -1,3 +1,4 @@
+#include "held_drops.h"
 #include "platform/desktop/qt_display.h"
 #include "platform/gnome_shell/shell_edge_pointer.h"
 #include "platform/gnome_shell/shell_fullscreen_watch.h"
@@ -7,6 +8,7 @@
 #include "x11_floating_windows.h"
 #include "x11_fullscreen_watch.h"
 #include "x11_motion_watch.h"
+#include "x11_transfer_keys.h"
 #include "xds_promises.h"
 #include "xwayland_pointer.h"
 
@@ -43,9 +45,11 @@ public:
     }
 
 private:
-    // First, so that its filter of X events comes last: it turns a promise's drop into a leave
+    // First, so that its filter of X events comes last: it turns a held-back drop into a leave
     // for Qt, and the others are to see the drop.
-    XdsFilePromises m_promises;
+    X11HeldDrops m_heldDrops;
+    X11TransferKeys m_keys{m_heldDrops};
+    XdsFilePromises m_promises{m_heldDrops, m_keys};
     const bool m_onXwayland = XwaylandPointer::isXwayland();
     X11FloatingWindows m_floating{X11FloatingWindows::wantsManagedWindows(m_onXwayland)};
     // X11 shows the pointer anywhere, and its RECORD extension hears every motion. Xwayland shows

@@ -42,7 +42,7 @@ bool writeAll(int fd, const char* bytes, std::int64_t size) {
 } // namespace
 
 XdsExchange::XdsExchange(std::uint32_t source, std::uint32_t time, const QString& folder,
-                         double answerWait, std::optional<XdsFinish> finish)
+                         double answerWait, std::optional<DropFinish> finish)
     : m_time(time) {
     m_x = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(m_x) != 0 || source == XCB_NONE) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "held_drops.h"
 #include "platform/linux/delivery_watch.h"
 #include "xcb_calls.h"
 
@@ -11,11 +12,6 @@
 #include <optional>
 
 namespace verrabel {
-
-/// The drop a held-back exchange finishes for Qt: the window of ours it was made on.
-struct XdsFinish {
-    std::uint32_t target = 0;
-};
 
 /// One X Direct Save exchange with a drag's source, on an X connection of its own, so that
 /// waiting for the source never holds up the main thread. Made and heard by one background
@@ -30,7 +26,7 @@ public:
     /// selection then. Runs off the main thread. Without a display, the exchange answers
     /// Refused.
     XdsExchange(std::uint32_t source, std::uint32_t time, const QString& folder, double answerWait,
-                std::optional<XdsFinish> finish);
+                std::optional<DropFinish> finish);
     ~XdsExchange() override;
     XdsExchange(const XdsExchange&) = delete;
     XdsExchange& operator=(const XdsExchange&) = delete;

@@ -2,7 +2,8 @@
 # The main thread while a promised file comes in: the real binary under Xvfb takes a drop from
 # the tests' own source, which answers only after writing for 4 s; meanwhile a second drag over
 # the shelf times how long the main thread takes to answer each of its moves, and the source
-# times how long the drop itself held the main thread.
+# times how long the drop itself held the main thread. The same while a sandboxed app's drop
+# gives its document-portal transfer key only after 3 s (the portal started on the session bus).
 # Then the CPU one reception's wait costs while its source works elsewhere, and how soon a file
 # lands whose source left a child running.
 # Usage: bench/promise_gap.sh build-dir [verrabel-binary]
@@ -34,6 +35,14 @@ read -r _ <&"$from_source" # dropped
 echo "promise answered after 4 s of writing:"
 "$build/bench/xdnd_probe" "$shelf" 800 200 5
 cat <&"$from_source"
+
+head -c 100000 /dev/urandom >"$HOME/sandboxed.bin"
+/usr/bin/python3 "$here/../tests/e2e/portal_drag.py" source "$shelf" 800 200 "$HOME/sandboxed.bin" 3 &
+key_source=$!
+sleep 0.3
+echo "a sandboxed app's transfer key given 3 s after the drop:"
+"$build/bench/xdnd_probe" "$shelf" 800 200 4
+wait "$key_source" || echo "(the sandboxed drop was not taken)"
 
 # The reception's own cost while the source works elsewhere: it answers at once, as archivers do,
 # then its extractor sits in the folder for 3 s before it writes. The CPU of the thread that

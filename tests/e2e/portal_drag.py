@@ -1,9 +1,10 @@
 """Drags the way sandboxed applications do, through the document portal's file transfers.
 
-    portal_drag.py source WINDOW X Y FILE
+    portal_drag.py source WINDOW X Y FILE [DELAY]
         Drops FILE onto WINDOW at the root point X,Y offering only a transfer key (the key GTK
-        style, ending with a NUL), made with StartTransfer and AddFiles. Ends when the target
-        has finished the drop, with status 0 when it took it.
+        style, ending with a NUL), made with StartTransfer and AddFiles; with DELAY, the key
+        is given that many seconds after it is asked for, as a slow sandboxed app does. Ends
+        when the target has finished the drop, with status 0 when it took it.
     portal_drag.py target X Y
         Puts a 300 x 200 drop target at X,Y that asks a drop for its transfer key alone, when the
         drag lists one, as a sandboxed app does, and retrieves the files with RetrieveFiles. Prints each path it got
@@ -56,7 +57,7 @@ def is_message(kind):
     return lambda seen: seen.type == X.ClientMessage and seen.client_type == atom(kind)
 
 
-def source(window, x, y, path):
+def source(window, x, y, path, delay="0"):
     key = portal("StartTransfer", GLib.Variant("(a{sv})", (
         {"writable": GLib.Variant("b", False), "autostop": GLib.Variant("b", True)},)))[0]
     fds = Gio.UnixFDList.new()
@@ -70,22 +71,26 @@ def source(window, x, y, path):
     send(target, me.id, "XdndPosition", 0, (int(x) << 16) | int(y), X.CurrentTime,
          atom("XdndActionCopy"))
     # The target may read the data while it decides: every request is answered meanwhile.
-    status = next_event(5, lambda seen: answered(seen, key) or is_message("XdndStatus")(seen))
+    status = next_event(5, lambda seen: answered(seen, key, float(delay)) or
+                        is_message("XdndStatus")(seen))
     if status is None or not status.data[1][1] & 1:
         sys.exit("portal_drag: the target does not take the drag")
     send(target, me.id, "XdndDrop", 0, X.CurrentTime)
-    finished = next_event(30, lambda seen: answered(seen, key) or is_message("XdndFinished")(seen))
+    finished = next_event(30, lambda seen: answered(seen, key, float(delay)) or
+                          is_message("XdndFinished")(seen))
     if finished is None:
         sys.exit("portal_drag: the drop never finished")
     sys.exit(0 if finished.data[1][1] & 1 else "portal_drag: the target refused the drop")
 
 
-def answered(seen, key):
-    """Answers a request for the drag's data with the key alone; False for other events."""
+def answered(seen, key, delay):
+    """Answers a request for the drag's data with the key alone, after `delay` seconds; False
+    for other events."""
     if seen.type != X.SelectionRequest:
         return False
     offered = seen.target == atom(TYPE)
     if offered:
+        time.sleep(delay)
         seen.requestor.change_property(seen.property, seen.target, 8, key.encode() + b"\0")
     seen.requestor.send_event(event.SelectionNotify(
         time=seen.time, requestor=seen.requestor, selection=seen.selection, target=seen.target,

@@ -170,6 +170,36 @@ click_here() {
   if [[ -n $MOUSE_COMMANDS ]]; then mouse click; else pointer click 1; fi
 }
 
+# mouse_pick_up X Y, mouse_let_go X Y: the two ends of a drag by the remote mouse, paced as
+# drag.sh paces xdotool's; mouse_drag X Y [VIA_X VIA_Y]... TO_X TO_Y: a whole one.
+mouse_pick_up() {
+  mouse to "$1" "$2"
+  sleep 0.3
+  mouse press
+  sleep 0.3
+  mouse by 5 0
+  sleep 0.1
+  mouse by 10 0
+  sleep 0.2
+}
+mouse_let_go() {
+  mouse to $(($1 - 2)) "$2"
+  sleep 0.3
+  mouse by 2 0
+  sleep 0.3
+  mouse release
+}
+mouse_drag() {
+  mouse_pick_up "$1" "$2"
+  shift 2
+  while (($# > 2)); do
+    mouse to "$1" "$2"
+    sleep 0.3
+    shift 2
+  done
+  mouse_let_go "$1" "$2"
+}
+
 # glide X Y: the pointer moves there as a hand does, a few points at a time (about 500 points a
 # second; the remote mouse, where there is one, goes twice as fast).
 glide() {

@@ -78,21 +78,10 @@ expect "after the calendar, the shelf goes when the pointer leaves it" eventuall
 # A file dragged from a native file manager and pushed against the edge brings the shelf down
 # under the drag, and lands. A 700x450 thunar opens centred under the bar, its first icon around
 # (678, 412).
-mouse to 678 412
-sleep 0.3
-mouse press
-sleep 0.3
-mouse by 5 0
-sleep 0.1
-mouse by 10 0
-sleep 0.2
+mouse_pick_up 678 412
 push_top_centre
 expect "a drag pushed against the edge brings the shelf down" eventually 2 shelf_mapped
-mouse to 798 200
-sleep 0.3
-mouse by 2 0
-sleep 0.3
-mouse release
+mouse_let_go 800 200
 expect "the file dropped on it is saved" eventually 5 desktop_has native.txt
 kill "$thunar_pid"
 
@@ -103,6 +92,7 @@ mouse at 800 500
 mouse at 800 0
 mouse click
 expect "an absolute pointer's click at the top row opens the calendar" eventually 2 calendar_open
+sleep 0.5 # longer than a rest on the edge takes to open the shelf
 expect "and brings no shelf" shelf_hidden
 mouse key 0xff1b
 expect "the calendar closes" eventually 2 calendar_shut

@@ -27,29 +27,6 @@ mouse_start
 mouse key 0xff1b
 expect "Escape leaves the Overview" eventually 10 wayland_gnome_desktop
 
-# mouse_drag X Y [VIA_X VIA_Y]... TO_X TO_Y: a drag paced as drag.sh paces xdotool's.
-mouse_drag() {
-  mouse to "$1" "$2"
-  sleep 0.3
-  mouse press
-  sleep 0.3
-  mouse by 5 0
-  sleep 0.1
-  mouse by 10 0
-  sleep 0.2
-  shift 2
-  while (($# > 2)); do
-    mouse to "$1" "$2"
-    sleep 0.3
-    shift 2
-  done
-  mouse to $(($1 - 2)) "$2"
-  sleep 0.3
-  mouse by 2 0
-  sleep 0.3
-  mouse release
-}
-
 # A 700x450 thunar opens centred under the bar, its first icon around (678, 412).
 wayland_until_drawn 800 600 wayland_native thunar "$HOME/native"
 e2e_launch

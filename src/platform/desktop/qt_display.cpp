@@ -8,15 +8,6 @@
 
 namespace verrabel {
 
-namespace {
-
-QRect primaryGeometry() {
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    return primary != nullptr ? primary->geometry() : QRect();
-}
-
-} // namespace
-
 QtScreens::QtScreens() {
     auto* app = qGuiApp;
     connect(app, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
@@ -62,6 +53,11 @@ QRect QtScreens::toWindowGeometry(const QRectF& frame) const {
 
 std::optional<QPointF> QtPointer::location() {
     return pointOfPixel(QCursor::pos());
+}
+
+QRect primaryGeometry() {
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    return primary != nullptr ? primary->geometry() : QRect();
 }
 
 QPointF pointOfPixel(const QPointF& position) {

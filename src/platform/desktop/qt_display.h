@@ -28,6 +28,8 @@ public:
     [[nodiscard]] bool seenOnlyWhereTaken() const override { return false; }
 };
 
+/// The primary screen's Qt geometry; empty without screens.
+[[nodiscard]] QRect primaryGeometry();
 /// The global y-up point at the centre of the pixel that Qt's global `position` names.
 [[nodiscard]] QPointF pointOfPixel(const QPointF& position);
 

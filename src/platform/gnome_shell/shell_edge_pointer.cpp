@@ -4,22 +4,11 @@
 #include "platform/desktop/qt_display.h"
 #include "shell_coordinates.h"
 
-#include <QGuiApplication>
-#include <QScreen>
 #include <QWidget>
 
 #include <cstdio>
 
 namespace verrabel {
-
-namespace {
-
-QRect primaryScreen() {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    return screen != nullptr ? screen->geometry() : QRect();
-}
-
-} // namespace
 
 ShellEdgePointer::ShellEdgePointer(GnomeShellLink& shell, const Screens& screens, Pointer& strip,
                                    MotionWatch& stripMotion)
@@ -96,7 +85,7 @@ void ShellEdgePointer::apply() {
         return;
     }
     m_strip.watch({}, *m_panel);
-    const ShellCoordinates shell(m_shell.monitor(), primaryScreen());
+    const ShellCoordinates shell(m_shell.monitor(), primaryGeometry());
     m_edgeArmed = !m_open && !m_zones.isEmpty() && shell.valid();
     if (m_edgeArmed) {
         const auto [left, right] =
@@ -120,7 +109,7 @@ void ShellEdgePointer::pushed() {
 }
 
 void ShellEdgePointer::moved(const QPointF& shellPosition) {
-    const ShellCoordinates shell(m_shell.monitor(), primaryScreen());
+    const ShellCoordinates shell(m_shell.monitor(), primaryGeometry());
     if (!m_open || !shell.valid()) {
         return;
     }

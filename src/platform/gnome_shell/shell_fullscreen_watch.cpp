@@ -2,9 +2,7 @@
 
 #include "gnome_shell_link.h"
 #include "platform/coordinates.h"
-
-#include <QGuiApplication>
-#include <QScreen>
+#include "platform/desktop/qt_display.h"
 
 namespace verrabel {
 
@@ -25,11 +23,11 @@ std::optional<QRectF> ShellFullscreenWatch::activeFullscreen() const {
         return m_x11.activeFullscreen();
     }
     // The extension speaks of its primary monitor, which is Qt's primary screen.
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    if (!m_shell.fullscreen() || primary == nullptr) {
+    const QRect primary = primaryGeometry();
+    if (!m_shell.fullscreen() || primary.isEmpty()) {
         return std::nullopt;
     }
-    return coordinates::fromQt(QRectF(primary->geometry()), primary->geometry());
+    return coordinates::fromQt(QRectF(primary), primary);
 }
 
 } // namespace verrabel

@@ -11,6 +11,7 @@
 #include <QRegion>
 #include <QScreen>
 #include <QSocketNotifier>
+#include <QTimer>
 #include <QWidget>
 #include <QWindow>
 
@@ -21,6 +22,7 @@
 #include <array>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace verrabel {
@@ -34,6 +36,7 @@ constexpr std::uint32_t kNotTakenSendMoves = 0x2;
 // out, outside the zones as far as the hover loop can tell, and its last position stays there.
 constexpr int kSeenLeaving = 16;
 constexpr std::chrono::seconds kRestAfterDrop{2};
+constexpr std::chrono::milliseconds kRetellAfter{100};
 constexpr std::uint32_t kAllDesktops = 0xFFFFFFFF;
 
 xcb_visualid_t argbVisual(const xcb_screen_t* screen) {
@@ -130,9 +133,14 @@ XwaylandPointer::XwaylandPointer(const Screens& screens, bool managed)
                      [this] { readEvents(); });
     QCoreApplication::instance()->installNativeEventFilter(this);
     m_tooltips = std::make_unique<TooltipsPassPointer>();
+    m_retell = std::make_unique<QTimer>();
+    m_retell->setSingleShot(true);
+    m_retell->setInterval(kRetellAfter);
+    m_retell->callOnTimeout([this] { retellPlace(); });
 }
 
 XwaylandPointer::~XwaylandPointer() {
+    m_retell.reset();
     m_notifier.reset();
     xcb_disconnect(m_x);
 }
@@ -187,6 +195,7 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     if (zones.isEmpty()) {
         xcb_unmap_window(m_x, m_window);
         xcb_flush(m_x);
+        m_mapped = false;
         if (m_over == m_window) {
             m_over = XCB_NONE;
         }
@@ -236,6 +245,8 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
         const std::uint32_t crossings = XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW;
         xcb_change_window_attributes(m_x, m_panelWindow, XCB_CW_EVENT_MASK, &crossings);
     }
+    m_mappedAnew = m_mappedAnew || !m_mapped;
+    m_mapped = true;
     xcb_map_window(m_x, m_window);
     // Just below the panel while it is shown, so that the panel takes its own pointer; else on
     // top of everything.
@@ -246,6 +257,25 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     } else {
         const std::uint32_t above = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(m_x, m_window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    }
+    xcb_flush(m_x);
+    m_retell->start();
+}
+
+void XwaylandPointer::retellPlace() {
+    // A wlroots compositor may leave what the server tells it of the window unheeded until it
+    // tells it something more (sway 1.12, about one shelf in eight): a move, and the pointer is
+    // taken where the window was; a mapping, and the window never takes it. A moment later, one
+    // more event: a window just mapped is mapped once more, else a property is written.
+    if (std::exchange(m_mappedAnew, false)) {
+        xcb_unmap_window(m_x, m_window);
+        xcb_map_window(m_x, m_window);
+        m_retell->start();
+    } else {
+        ++m_placements;
+        xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window,
+                            internAtom(m_x, "_VERRABEL_PLACED"), XCB_ATOM_CARDINAL, 32, 1,
+                            &m_placements);
     }
     xcb_flush(m_x);
 }

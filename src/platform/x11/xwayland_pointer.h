@@ -11,6 +11,7 @@
 #include <memory>
 
 class QSocketNotifier;
+class QTimer;
 struct xcb_connection_t;
 struct xcb_enter_notify_event_t;
 
@@ -55,6 +56,7 @@ private:
     void moved(std::uint32_t window);
     void dragMessage(const void* message);
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+    void retellPlace();
     void replyToDrag(std::uint32_t source, const char* type, std::uint32_t flags);
     void arrived();
     [[nodiscard]] QPointF pointOf(const QPoint& pixel) const;
@@ -68,6 +70,11 @@ private:
     std::uint32_t m_panelWindow = 0;
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::unique_ptr<TooltipsPassPointer> m_tooltips;
+    std::unique_ptr<QTimer> m_retell;
+    std::uint32_t m_placements = 0;
+    bool m_mapped = false;
+    /// Mapped since the window's place was last told again.
+    bool m_mappedAnew = false;
     std::function<void()> m_onArrival;
     /// The window of ours the pointer is over, by the last crossing.
     std::uint32_t m_over = 0;

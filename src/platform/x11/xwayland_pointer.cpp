@@ -195,7 +195,10 @@ void XwaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     if (zones.isEmpty()) {
         xcb_unmap_window(m_x, m_window);
         xcb_flush(m_x);
+        // Nothing to tell again: a window mapped once more now would take clicks it must not.
+        m_retell->stop();
         m_mapped = false;
+        m_mappedAnew = false;
         if (m_over == m_window) {
             m_over = XCB_NONE;
         }
@@ -272,10 +275,10 @@ void XwaylandPointer::retellPlace() {
         xcb_map_window(m_x, m_window);
         m_retell->start();
     } else {
-        ++m_placements;
+        // Any write tells of the property, also one that leaves its value as it was.
+        const std::uint32_t placed = 1;
         xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_window,
-                            internAtom(m_x, "_VERRABEL_PLACED"), XCB_ATOM_CARDINAL, 32, 1,
-                            &m_placements);
+                            internAtom(m_x, "_VERRABEL_PLACED"), XCB_ATOM_CARDINAL, 32, 1, &placed);
     }
     xcb_flush(m_x);
 }

@@ -71,7 +71,6 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::unique_ptr<TooltipsPassPointer> m_tooltips;
     std::unique_ptr<QTimer> m_retell;
-    std::uint32_t m_placements = 0;
     bool m_mapped = false;
     /// Mapped since the window's place was last told again.
     bool m_mappedAnew = false;

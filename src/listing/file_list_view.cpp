@@ -27,6 +27,17 @@ QWidget* FileListView::rowAt(std::size_t index) const {
     return found != m_rows.end() ? found->second : nullptr;
 }
 
+bool FileListView::isChosen(std::size_t index) const {
+    return m_chosen && index < itemCount() && m_chosen(m_listing->entries[index]);
+}
+
+void FileListView::mousePressEvent(QMouseEvent* /*event*/) {
+    // Rows take their own clicks: this one fell between or below them.
+    if (onEmptyClick) {
+        onEmptyClick();
+    }
+}
+
 void FileListView::showRowsAround(int top, int height) {
     const auto count = static_cast<int>(itemCount());
     const auto first = static_cast<std::size_t>(std::clamp((top - height) / kRowPitch, 0, count));

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace verrabel {
 
@@ -23,6 +24,8 @@ public:
     static constexpr int kRowPitch = 54;
     /// Makes the row of one item, at the origin; the view places it and owns it.
     using MakeRow = std::function<QWidget*(const DesktopListing&, const DesktopEntry&)>;
+    /// Whether an item is chosen.
+    using IsChosen = std::function<bool(const DesktopEntry&)>;
 
     /// Without a listing the view holds no rows (a message, say).
     FileListView(std::shared_ptr<const DesktopListing> listing, MakeRow makeRow, int width,
@@ -38,10 +41,19 @@ public:
     /// Gives rows to the items within a band's height of the visible band [top, top + height),
     /// and takes them from the others.
     void showRowsAround(int top, int height);
+    /// Says which items are chosen, for whoever asks for an item without its row.
+    void setChosen(IsChosen chosen) { m_chosen = std::move(chosen); }
+    [[nodiscard]] bool isChosen(std::size_t index) const;
+    /// Called on a click on the list's empty space.
+    std::function<void()> onEmptyClick;
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
     std::shared_ptr<const DesktopListing> m_listing;
     MakeRow m_makeRow;
+    IsChosen m_chosen;
     std::map<std::size_t, QWidget*> m_rows;
 };
 

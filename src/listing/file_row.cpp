@@ -18,6 +18,7 @@
 #include <QPainterPath>
 
 #include <cmath>
+#include <utility>
 
 namespace verrabel {
 
@@ -27,6 +28,8 @@ constexpr double kDragThreshold = 4.0;
 constexpr double kHighlightInset = 2;
 constexpr double kHighlightRadius = 10;
 constexpr double kHighlightAlpha = 0.065;
+constexpr double kChosenHoveredAlpha = 0.85;
+constexpr double kChosenDetailAlpha = 0.8;
 
 FileKind kindOf(const DesktopEntry& entry) {
     if (entry.isDirectory) {
@@ -58,6 +61,7 @@ FileRow::FileRow(const DesktopEntry& entry, QUrl file, ShelfController* controll
     , owner(controller)
     , m_workspace(platform.workspace)
     , m_drags(platform.drags)
+    , m_fileName(entry.fileName)
     , m_name(entry.name())
     , m_detail(detailOf(entry))
     , m_icon(platform.icons.iconFor(m_name, kindOf(entry)))
@@ -83,15 +87,24 @@ QRect FileRow::detailFrame() const {
     return frameInParent(54, 6, width() - 68, 16, kHeight);
 }
 
+bool FileRow::isChosen() const {
+    return owner && owner->selection.contains(m_fileName);
+}
+
 void FileRow::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    if (m_hovered) {
+    const bool chosen = isChosen();
+    if (m_hovered || chosen) {
         painter.setRenderHint(QPainter::Antialiasing);
         QPainterPath highlight;
         highlight.addRoundedRect(QRectF(rect()).adjusted(kHighlightInset, kHighlightInset,
                                                          -kHighlightInset, -kHighlightInset),
                                  kHighlightRadius, kHighlightRadius);
-        painter.fillPath(highlight, colors::withAlpha(colors::label(palette()), kHighlightAlpha));
+        // Chosen in the accent colour, a shade lighter under the pointer; hovered alone, a tint.
+        painter.fillPath(highlight,
+                         chosen ? colors::withAlpha(colors::accent(palette()),
+                                                    m_hovered ? kChosenHoveredAlpha : 1.0)
+                                : colors::withAlpha(colors::label(palette()), kHighlightAlpha));
     }
     askForThumbnail(); // an answer from memory comes at once
     if (m_thumbnail.isNull()) {
@@ -105,13 +118,14 @@ void FileRow::paintEvent(QPaintEvent* /*event*/) {
 
     const QRect nameArea = nameFrame().adjusted(kLabelInset, 0, -kLabelInset, 0);
     painter.setFont(pixelFont(font(), 13, QFont::Medium));
-    painter.setPen(colors::label(palette()));
+    painter.setPen(chosen ? colors::onAccent(palette()) : colors::label(palette()));
     // Long names keep their beginning and their end: the extension stays readable.
     painter.drawText(nameArea, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(m_name, Qt::ElideMiddle, nameArea.width()));
 
     painter.setFont(pixelFont(font(), 11, QFont::Normal));
-    painter.setPen(colors::secondaryLabel(palette()));
+    painter.setPen(chosen ? colors::withAlpha(colors::onAccent(palette()), kChosenDetailAlpha)
+                          : colors::secondaryLabel(palette()));
     painter.drawText(detailFrame().adjusted(kLabelInset, 0, -kLabelInset, 0),
                      Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, m_detail);
 }
@@ -148,8 +162,26 @@ void FileRow::leaveEvent(QEvent* /*event*/) {
 }
 
 void FileRow::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton) {
-        m_down = event->scenePosition();
+    if (event->button() != Qt::LeftButton) {
+        return;
+    }
+    m_down = event->scenePosition();
+    m_chooseOnRelease = false;
+    if (!owner) {
+        return;
+    }
+    const Qt::KeyboardModifiers keys =
+        event->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier);
+    if (keys == Qt::NoModifier && isChosen()) {
+        m_chooseOnRelease = true;
+    } else {
+        owner->clickRow(m_fileName, keys);
+    }
+}
+
+void FileRow::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && std::exchange(m_chooseOnRelease, false) && owner) {
+        owner->clickRow(m_fileName, Qt::NoModifier);
     }
 }
 
@@ -170,6 +202,7 @@ void FileRow::mouseMoveEvent(QMouseEvent* event) {
         return;
     }
     m_down.reset(); // one press starts at most one drag
+    m_chooseOnRelease = false;
     dragOut();
 }
 
@@ -179,10 +212,14 @@ void FileRow::dragOut() {
     if (controller) {
         controller->exporting = true;
     }
-    m_drags.dragOut(this, url, m_icon);
+    m_drags.dragOut(this, items(), m_icon);
     if (controller) {
         controller->exporting = false;
     }
+}
+
+QList<QUrl> FileRow::items() const {
+    return owner ? owner->itemsFor(m_fileName, url) : QList<QUrl>{url};
 }
 
 void FileRow::contextMenuEvent(QContextMenuEvent* event) {
@@ -191,7 +228,7 @@ void FileRow::contextMenuEvent(QContextMenuEvent* event) {
     menu->setAttribute(Qt::WA_DeleteOnClose);
     Workspace& workspace = m_workspace;
     menu->addAction(QStringLiteral("在 Finder 中显示"), menu,
-                    [&workspace, item = url] { workspace.revealItem(item); });
+                    [&workspace, chosen = items()] { workspace.revealItems(chosen); });
     menu->popup(event->globalPos());
 }
 

@@ -19,9 +19,10 @@ struct DesktopEntry;
 struct Platform;
 
 /// One Desktop item in the list: its icon, name and size (or "文件夹"), and the item's handle.
-/// Hovering highlights it, a double-click opens the item, dragging hands a copy to another
-/// application, and the context menu shows it in the file manager. The row takes every click
-/// itself; it paints its icon and labels rather than holding child views.
+/// Hovering highlights it, a click chooses it (the controller keeps which rows are chosen), a
+/// double-click opens the item, dragging hands a copy of it, or of every chosen item when it is
+/// chosen, to another application, and the context menu shows them in the file manager. The row
+/// takes every click itself; it paints its icon and labels rather than holding child views.
 class FileRow final : public QWidget {
     Q_OBJECT
 public:
@@ -43,6 +44,7 @@ public:
     [[nodiscard]] QString name() const { return m_name; }
     [[nodiscard]] QString detail() const { return m_detail; }
     [[nodiscard]] bool isHovered() const { return m_hovered; }
+    [[nodiscard]] bool isChosen() const;
     /// The item's thumbnail, once it has come; null until then or without one.
     [[nodiscard]] QPixmap thumbnail() const { return m_thumbnail; }
 
@@ -57,18 +59,23 @@ protected:
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
     void dragOut();
+    /// What a drag or the menu takes: every chosen item when this row is chosen, else its own.
+    [[nodiscard]] QList<QUrl> items() const;
     /// Asks for the thumbnail the first time the row is painted: rows only made ready near the
     /// visible band ask for nothing.
     void askForThumbnail();
 
     Workspace& m_workspace;
     FileDrags& m_drags;
+    /// The item's name as it is on disk, by which the controller knows it chosen.
+    QByteArray m_fileName;
     QString m_name;
     QString m_detail;
     QIcon m_icon;
@@ -80,6 +87,9 @@ private:
     QPixmap m_thumbnail;
     /// Where the press that a drag would start from happened, in window coordinates.
     std::optional<QPointF> m_down;
+    /// A press on a chosen row chooses it alone only once it is let go of without a drag: a
+    /// drag takes every chosen item.
+    bool m_chooseOnRelease = false;
     bool m_hovered = false;
 };
 

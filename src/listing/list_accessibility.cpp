@@ -67,6 +67,8 @@ public:
         const QWidget* row = isValid() ? m_list->rowAt(m_index) : nullptr;
         state.invisible = row == nullptr || !row->isVisible();
         state.offscreen = state.invisible;
+        state.selectable = true;
+        state.selected = isValid() && m_list->isChosen(m_index);
         return state;
     }
 

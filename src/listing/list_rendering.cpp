@@ -27,6 +27,7 @@ void ShelfController::render(const std::shared_ptr<const ScanResult>& result) {
     if (listing == nullptr) {
         count->setText(QStringLiteral("需要授权"));
         rowsSignature.clear();
+        selection.clear();
         auto* view = new FileListView(nullptr, {}, kListWidth, kMinimumListHeight);
         addEmpty(QStringLiteral("无法读取桌面\n请在系统设置 → 隐私与安全性 → 文件与文件夹\n"
                                 "允许 Verrabel 访问桌面，然后重新打开应用。"),
@@ -41,6 +42,8 @@ void ShelfController::render(const std::shared_ptr<const ScanResult>& result) {
         return; // nothing changed: the rows, and a hovered one's highlight, stay as they are
     }
     rowsSignature = listing->signature;
+    // The items still there stay chosen in the new rows.
+    selection.keepWithin(*listing);
 
     const int offset = scroll->verticalScrollBar()->value();
     // Rows are made only for what comes into view; the view shares the listing.
@@ -51,6 +54,9 @@ void ShelfController::render(const std::shared_ptr<const ScanResult>& result) {
                                thumbnails.get());
         },
         kListWidth, kMinimumListHeight);
+    view->setChosen(
+        [this](const DesktopEntry& entry) { return selection.contains(entry.fileName); });
+    view->onEmptyClick = [this] { clearSelection(); };
     if (rows == 0) {
         addEmpty(QStringLiteral("桌面还是空的\n把文件拖到这里，就能存到桌面"), view);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -31,8 +32,10 @@ public:
     virtual ~FileTransfers() = default;
     /// The paths of the files behind a key that another application made.
     [[nodiscard]] virtual std::variant<QStringList, TransferError> retrieve(const QString& key) = 0;
-    /// A key that gives whoever retrieves it a read-only way to the regular file at `path`.
-    [[nodiscard]] virtual std::variant<QString, TransferError> offer(const QByteArray& path) = 0;
+    /// A key that gives whoever retrieves it a read-only way to the regular files at `paths`;
+    /// an error when one of them cannot be offered.
+    [[nodiscard]] virtual std::variant<QString, TransferError>
+    offer(const QList<QByteArray>& paths) = 0;
     /// Ends a transfer that offer() made; does not wait for the portal.
     virtual void stop(const QString& key) = 0;
 };

@@ -19,14 +19,14 @@ TransferKeyOffer::~TransferKeyOffer() {
     }
 }
 
-void TransferKeyOffer::reset(const QByteArray& path) {
+void TransferKeyOffer::reset(const QList<QByteArray>& paths) {
     ++m_drag;
     if (m_state == State::Made) {
         m_transfers.stop(m_key);
     }
-    m_state = path.isEmpty() ? State::Failed : State::Unasked;
+    m_state = paths.isEmpty() ? State::Failed : State::Unasked;
     m_key.clear();
-    m_path = path;
+    m_paths = paths;
     answerWaiting();
 }
 
@@ -39,8 +39,8 @@ void TransferKeyOffer::request(Answer answer) {
         return;
     }
     m_state = State::Making;
-    m_queue->submit([this, path = m_path, drag = m_drag] {
-        auto offered = m_transfers.offer(path);
+    m_queue->submit([this, paths = m_paths, drag = m_drag] {
+        auto offered = m_transfers.offer(paths);
         const QString* key = std::get_if<QString>(&offered);
         postToMain(&m_context,
                    [this, drag, key = key != nullptr ? *key : QString()] { made(drag, key); });

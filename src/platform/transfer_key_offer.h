@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -15,7 +16,7 @@ class FileTransfers;
 class QueueFactory;
 class WorkQueue;
 
-/// The document-portal transfer key of the file being dragged out: made the first time a target
+/// The document-portal transfer key of the files being dragged out: made the first time a target
 /// asks for it, on a queue of its own, and handed to every request meanwhile; stopped when the
 /// next drag begins. Main thread only.
 class TransferKeyOffer final {
@@ -28,9 +29,9 @@ public:
     /// The key, or none when the portal made none or the drag it was asked for is over.
     using Answer = std::function<void(const std::optional<QByteArray>& key)>;
 
-    /// A new drag of the file at `path` (empty: no drag): the last one's key is stopped, and
+    /// A new drag of the files at `paths` (none: no drag): the last one's key is stopped, and
     /// requests still waiting for it are answered with none.
-    void reset(const QByteArray& path = {});
+    void reset(const QList<QByteArray>& paths = {});
     /// Answers at once when the key is known or cannot be had, else once it is made.
     void request(Answer answer);
 
@@ -39,7 +40,7 @@ private:
     void answerWaiting();
 
     FileTransfers& m_transfers;
-    QByteArray m_path;
+    QList<QByteArray> m_paths;
     enum class State { Unasked, Making, Made, Failed } m_state = State::Unasked;
     QString m_key;
     std::vector<Answer> m_waiting;

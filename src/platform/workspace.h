@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QUrl>
 
 namespace verrabel {
@@ -10,8 +11,8 @@ public:
     virtual ~Workspace() = default;
     /// Opens a file or folder with its default application; false when nothing could open it.
     virtual bool openUrl(const QUrl& url) = 0;
-    /// Shows the item selected in a file-manager window.
-    virtual void revealItem(const QUrl& item) = 0;
+    /// Shows the items, all in one folder, selected in one file-manager window.
+    virtual void revealItems(const QList<QUrl>& items) = 0;
 };
 
 } // namespace verrabel

@@ -18,6 +18,10 @@ QColor accent(const QPalette& palette) {
     return palette.color(QPalette::Highlight);
 }
 
+QColor onAccent(const QPalette& palette) {
+    return palette.color(QPalette::HighlightedText);
+}
+
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));
     return color;

@@ -12,6 +12,8 @@ namespace verrabel::colors {
 [[nodiscard]] QColor secondaryLabel(const QPalette& palette);
 [[nodiscard]] QColor separator(const QPalette& palette);
 [[nodiscard]] QColor accent(const QPalette& palette);
+/// Text drawn over the accent colour.
+[[nodiscard]] QColor onAccent(const QPalette& palette);
 [[nodiscard]] QColor withAlpha(QColor color, double alpha);
 
 } // namespace verrabel::colors

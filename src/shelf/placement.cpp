@@ -36,6 +36,7 @@ void ShelfController::layout() {
     const QRectF hotZone = notch::hotZone(*screen, watchesTopEdgeOnly());
     if (!expanded) {
         panel->orderOut();
+        clearSelection();
         m_platform.pointer.watch(edgeStandsAside() ? QList<QRectF>() : QList<QRectF>{hotZone},
                                  *panel);
         return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "listing/desktop_scan.h"
+#include "listing/row_selection.h"
 #include "platform/clock.h"
 #include "platform/display.h"
 #include "platform/file_promises.h"
@@ -64,6 +65,14 @@ public:
     [[nodiscard]] TransferKeyRead importTransferredOnceRead(const QList<QUrl>& urls);
     /// Receives promised files, each promise through a temporary folder of its own.
     void receive(const QList<std::shared_ptr<FilePromise>>& receivers);
+    /// A click on the row of the item `name` with these keys held: it alone is chosen, or
+    /// with Ctrl added or taken out, or with Shift the range to it from the last row clicked.
+    void clickRow(const QByteArray& name, Qt::KeyboardModifiers keys);
+    /// No row is chosen any more.
+    void clearSelection();
+    /// What a drag from the row of `name` (at `url`), or its menu, takes: every chosen item in
+    /// the list's order when that row is chosen, else that item alone.
+    [[nodiscard]] QList<QUrl> itemsFor(const QByteArray& name, const QUrl& url) const;
 
 private:
     void buildViewTree();
@@ -84,6 +93,9 @@ private:
     void render(const std::shared_ptr<const ScanResult>& result);
     void addEmpty(const QString& text, QWidget* view);
     void showListView(QWidget* view);
+    [[nodiscard]] const DesktopListing* shownListing() const;
+    /// Redraws the rows on display after the selection changed.
+    void showSelection();
     void finish(const QStringList& errors, qsizetype total);
 
     const Platform& m_platform;
@@ -134,6 +146,8 @@ public:
     const std::unique_ptr<RowThumbnails> thumbnails;
     /// When the last scan was started.
     Date lastRefresh = kDistantPast;
+    /// The chosen rows' items; none once the shelf collapses.
+    RowSelection selection;
 };
 
 } // namespace verrabel

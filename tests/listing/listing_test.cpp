@@ -143,10 +143,10 @@ protected:
                                          shelf.get(), 374, platform.services);
     }
     static void send(QWidget& widget, QEvent::Type type, QPointF at,
-                     Qt::MouseButtons held = Qt::LeftButton) {
+                     Qt::MouseButtons held = Qt::LeftButton,
+                     Qt::KeyboardModifiers keys = Qt::NoModifier) {
         QMouseEvent event(type, at, at, widget.mapToGlobal(at),
-                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
-                          Qt::NoModifier);
+                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held, keys);
         QCoreApplication::sendEvent(&widget, &event);
     }
 };
@@ -264,7 +264,7 @@ TEST_F(Listing, RowsShowSizeOrFolderOpenOnTheSecondClickAndDragOutPastFourPoints
     send(*file, QEvent::MouseMove, {104, 20}); // exactly 4.0: not yet
     EXPECT_TRUE(platform.drags.dragged.isEmpty());
     send(*file, QEvent::MouseMove, {102.5, 23.2}); // about 4.06
-    EXPECT_EQ(platform.drags.dragged, QList{file->url});
+    EXPECT_EQ(platform.drags.dragged, QList<QList<QUrl>>{{file->url}});
     EXPECT_TRUE(exportingDuringDrag);
     EXPECT_FALSE(shelf->exporting);            // cleared when the drag ends
     send(*file, QEvent::MouseMove, {150, 40}); // the same press never starts a second drag
@@ -280,6 +280,57 @@ TEST_F(Listing, RowsShowSizeOrFolderOpenOnTheSecondClickAndDragOutPastFourPoints
     send(*orphan, QEvent::MouseButtonPress, {100, 20});
     send(*orphan, QEvent::MouseMove, {120, 20});
     EXPECT_EQ(platform.drags.dragged.size(), 2);
+}
+
+TEST_F(Listing, ChosenRowsAreDraggedTogetherAndStayChosenUntilTheShelfCollapses) {
+    fill(5);
+    rescan();
+    const auto at = [this](std::size_t index) {
+        return static_cast<FileRow*>(list()->rowAt(index));
+    };
+    const auto click = [](FileRow* row, Qt::KeyboardModifiers keys = Qt::NoModifier) {
+        send(*row, QEvent::MouseButtonPress, {100, 20}, Qt::LeftButton, keys);
+        send(*row, QEvent::MouseButtonRelease, {100, 20}, Qt::NoButton, keys);
+    };
+    const auto dragFrom = [](FileRow* row) {
+        send(*row, QEvent::MouseButtonPress, {100, 20});
+        send(*row, QEvent::MouseMove, {120, 20});
+        send(*row, QEvent::MouseButtonRelease, {120, 20}, Qt::NoButton);
+    };
+    const auto chosen = [&at] {
+        QList<bool> flags;
+        for (std::size_t index = 0; index < 5; ++index) {
+            flags.append(at(index)->isChosen());
+        }
+        return flags;
+    };
+    click(at(0), Qt::ControlModifier);
+    click(at(2), Qt::ControlModifier);
+    // A chosen row drags every chosen one, in the list's order; another row only itself.
+    dragFrom(at(2));
+    dragFrom(at(1));
+    EXPECT_EQ(platform.drags.dragged, (QList<QList<QUrl>>{{at(0)->url, at(2)->url}, {at(1)->url}}));
+    EXPECT_EQ(chosen(), (QList<bool>{false, true, false, false, false}));
+    // Shift takes the range from the last row clicked; a click on a chosen row, let go of
+    // without a drag, chooses it alone.
+    click(at(3), Qt::ShiftModifier);
+    EXPECT_EQ(chosen(), (QList<bool>{false, true, true, true, false}));
+    click(at(2));
+    EXPECT_EQ(chosen(), (QList<bool>{false, false, true, false, false}));
+    // A rescan keeps it; a click on the empty space, or the shelf collapsing, clears it.
+    files.write("Desktop/new");
+    rescan();
+    EXPECT_EQ(chosen(), (QList<bool>{false, false, true, false, false}));
+    send(*list(), QEvent::MouseButtonPress, {100, 5 * FileListView::kRowPitch + 10});
+    EXPECT_EQ(chosen(), QList<bool>(5, false));
+    click(at(4));
+    shelf->showShelf();
+    for (const double seconds : {3.0, 1.0}) { // past the shown time, then the collapse delay
+        platform.clock.advance(seconds);
+        platform.tick();
+    }
+    EXPECT_FALSE(shelf->expanded);
+    EXPECT_TRUE(shelf->selection.isEmpty());
 }
 
 } // namespace

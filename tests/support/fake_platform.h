@@ -92,7 +92,8 @@ struct FakeClock final : Clock {
 struct FakeWorkspace final : Workspace {
     QList<QUrl> opened;
     bool openUrl(const QUrl& url) override { return opened.append(url), true; }
-    void revealItem(const QUrl& /*item*/) override {}
+    QList<QList<QUrl>> revealed;
+    void revealItems(const QList<QUrl>& items) override { revealed.append(items); }
 };
 
 struct FakeAlerts final : Alerts {
@@ -174,21 +175,23 @@ struct FakeTransfers final : FileTransfers {
         retrieved.append(key);
         return files.value(key, TransferError{TransferFailure::NoPortal, {}});
     }
-    [[nodiscard]] std::variant<QString, TransferError> offer(const QByteArray& path) override {
+    [[nodiscard]] std::variant<QString, TransferError>
+    offer(const QList<QByteArray>& paths) override {
         if (offersNone) {
             return TransferError{TransferFailure::NoPortal, {}};
         }
-        return QString::fromUtf8(path);
+        return QString::fromUtf8(paths.join('\n'));
     }
     void stop(const QString& key) override { stopped.append(key); }
 };
 
 /// Records drags; `during` runs while a drag is under way, as the user would move about.
 struct FakeDrags final : FileDrags {
-    QList<QUrl> dragged;
+    /// Each drag's files.
+    QList<QList<QUrl>> dragged;
     std::function<void()> during;
-    void dragOut(QWidget* /*source*/, const QUrl& file, const QIcon& /*icon*/) override {
-        dragged.append(file);
+    void dragOut(QWidget* /*source*/, const QList<QUrl>& files, const QIcon& /*icon*/) override {
+        dragged.append(files);
         if (during) {
             during();
         }

@@ -3,21 +3,60 @@
 #include <QDrag>
 #include <QIcon>
 #include <QMimeData>
+#include <QPainter>
 #include <QWidget>
+
+#include <algorithm>
 
 namespace verrabel {
 
 namespace {
 
 constexpr int kImageSize = 32;
+// The badge's circle, over the icon's top right corner, and the room the image needs for it.
+constexpr int kBadgeSize = 18;
+constexpr int kBadgeOverhang = 8;
+constexpr int kBadgeFontPixels = 11;
+
+/// The icon with a badge that says how many items the drag holds.
+QPixmap countedImage(const QIcon& icon, int count, const QWidget& source) {
+    const qreal ratio = source.devicePixelRatioF();
+    const int side = kImageSize + 2 * kBadgeOverhang;
+    QPixmap image(QSize(side, side) * ratio);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    icon.paint(&painter, kBadgeOverhang, kBadgeOverhang, kImageSize, kImageSize);
+    const QString digits = QString::number(count);
+    QFont font = source.font();
+    font.setPixelSize(kBadgeFontPixels);
+    font.setWeight(QFont::DemiBold);
+    painter.setFont(font);
+    // A pill when the digits need more room than the circle has.
+    const int width = std::max(kBadgeSize, painter.fontMetrics().horizontalAdvance(digits) + 8);
+    const QRectF badge(side - width, 0, width, kBadgeSize);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(source.palette().color(QPalette::Highlight));
+    painter.drawRoundedRect(badge, kBadgeSize / 2.0, kBadgeSize / 2.0);
+    painter.setPen(source.palette().color(QPalette::HighlightedText));
+    painter.drawText(badge, Qt::AlignCenter, digits);
+    return image;
+}
 
 } // namespace
 
-void dragAsCopy(QWidget* source, QMimeData* data, const QIcon& icon) {
+void dragAsCopy(QWidget* source, QMimeData* data, const QIcon& icon, int count) {
     auto* drag = new QDrag(source);
     drag->setMimeData(data);
-    drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
-    drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
+    if (count > 1) {
+        const int side = kImageSize + 2 * kBadgeOverhang;
+        drag->setPixmap(countedImage(icon, count, *source));
+        drag->setHotSpot(QPoint(side / 2, side / 2));
+    } else {
+        drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
+        drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
+    }
     drag->exec(Qt::CopyAction, Qt::CopyAction);
 }
 

@@ -19,23 +19,31 @@ bool DesktopWorkspace::openUrl(const QUrl& url) {
     return QDesktopServices::openUrl(url);
 }
 
-void DesktopWorkspace::revealItem(const QUrl& item) {
+void DesktopWorkspace::revealItems(const QList<QUrl>& items) {
+    if (items.isEmpty()) {
+        return;
+    }
+    const QUrl folder = folderOf(items.constFirst());
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        openUrl(folderOf(item));
+        openUrl(folder);
         return;
+    }
+    QStringList uris;
+    for (const QUrl& item : items) {
+        uris.append(item.toString(QUrl::FullyEncoded));
     }
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.FileManager1"),
         QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
-    call << QStringList{item.toString(QUrl::FullyEncoded)} << QString();
+    call << uris << QString();
     // Asynchronous: starting the file manager by D-Bus activation can take a moment.
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
-                     [this, item](QDBusPendingCallWatcher* finished) {
+                     [this, folder](QDBusPendingCallWatcher* finished) {
                          if (finished->isError()) {
-                             openUrl(folderOf(item));
+                             openUrl(folder);
                          }
                          finished->deleteLater();
                      });

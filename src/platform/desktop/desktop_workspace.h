@@ -10,7 +10,7 @@ public:
     bool openUrl(const QUrl& url) override;
     /// org.freedesktop.FileManager1.ShowItems; where no file manager answers it, the item's
     /// folder is opened instead.
-    void revealItem(const QUrl& item) override;
+    void revealItems(const QList<QUrl>& items) override;
 };
 
 } // namespace verrabel

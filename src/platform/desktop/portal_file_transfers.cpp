@@ -69,14 +69,17 @@ std::variant<QStringList, TransferError> PortalFileTransfers::retrieve(const QSt
     return answer.constFirst().toStringList();
 }
 
-std::variant<QString, TransferError> PortalFileTransfers::offer(const QByteArray& path) {
-    // The portal takes a descriptor of the file itself, not its name.
-    const int fd = ::open(path.constData(), O_PATH | O_CLOEXEC);
-    if (fd < 0) {
-        return TransferError{TransferFailure::Refused, QString::fromLocal8Bit(strerror(errno))};
+std::variant<QString, TransferError> PortalFileTransfers::offer(const QList<QByteArray>& paths) {
+    // The portal takes descriptors of the files themselves, not their names.
+    QList<QDBusUnixFileDescriptor> files;
+    for (const QByteArray& path : paths) {
+        const int fd = ::open(path.constData(), O_PATH | O_CLOEXEC);
+        if (fd < 0) {
+            return TransferError{TransferFailure::Refused, QString::fromLocal8Bit(strerror(errno))};
+        }
+        files.append(QDBusUnixFileDescriptor(fd)); // keeps a duplicate
+        ::close(fd);
     }
-    const QDBusUnixFileDescriptor file(fd); // keeps a duplicate
-    ::close(fd);
 
     QDBusMessage start = portalCall(QStringLiteral("StartTransfer"));
     start << QVariantMap{{QStringLiteral("writable"), false}, {QStringLiteral("autostop"), false}};
@@ -90,7 +93,7 @@ std::variant<QString, TransferError> PortalFileTransfers::offer(const QByteArray
         return TransferError{TransferFailure::Refused, {}};
     }
     QDBusMessage add = portalCall(QStringLiteral("AddFiles"));
-    add << key << QVariant::fromValue(QList<QDBusUnixFileDescriptor>{file}) << QVariantMap();
+    add << key << QVariant::fromValue(files) << QVariantMap();
     auto added = send(add);
     if (auto* error = std::get_if<TransferError>(&added)) {
         stop(key);

@@ -10,7 +10,8 @@ class PortalFileTransfers final : public FileTransfers {
 public:
     PortalFileTransfers();
     [[nodiscard]] std::variant<QStringList, TransferError> retrieve(const QString& key) override;
-    [[nodiscard]] std::variant<QString, TransferError> offer(const QByteArray& path) override;
+    [[nodiscard]] std::variant<QString, TransferError>
+    offer(const QList<QByteArray>& paths) override;
     void stop(const QString& key) override;
 };
 

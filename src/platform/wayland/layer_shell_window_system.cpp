@@ -26,10 +26,10 @@ namespace {
 
 class QtFileDrags final : public FileDrags {
 public:
-    void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) override {
+    void dragOut(QWidget* source, const QList<QUrl>& files, const QIcon& icon) override {
         auto* data = new QMimeData;
-        data->setUrls({file});
-        dragAsCopy(source, data, icon);
+        data->setUrls(files);
+        dragAsCopy(source, data, icon, static_cast<int>(files.size()));
     }
 };
 

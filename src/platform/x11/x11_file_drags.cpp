@@ -22,24 +22,28 @@ X11FileDrags::X11FileDrags(FileTransfers& transfers, QueueFactory& queues)
 
 X11FileDrags::~X11FileDrags() = default;
 
-void X11FileDrags::dragOut(QWidget* source, const QUrl& file, const QIcon& icon) {
+void X11FileDrags::dragOut(QWidget* source, const QList<QUrl>& files, const QIcon& icon) {
     forgetDrag();
     auto* data = new QMimeData;
-    data->setUrls({file});
+    data->setUrls(files);
     // Listed, so that sandboxed targets ask for it; the filter below answers with the key.
     data->setData(QString::fromLatin1(kTransferKeyType), {});
     m_uris = data->data(QStringLiteral("text/uri-list"));
-    m_path = nativePathOf(file);
-    m_key.reset(m_path);
+    QList<QByteArray> paths;
+    for (const QUrl& file : files) {
+        paths.append(nativePathOf(file));
+    }
+    m_paths = paths.join('\n');
+    m_key.reset(paths);
     // Qt returns once it has sent the drop; the target may ask for the data after that (mutter
     // does when a native app reads it), and gets it until another drag begins. No wait for its
     // word: mutter sends none for drops into native apps.
-    dragAsCopy(source, data, icon);
+    dragAsCopy(source, data, icon, static_cast<int>(files.size()));
 }
 
 void X11FileDrags::forgetDrag() {
     m_uris.clear();
-    m_path.clear();
+    m_paths.clear();
     m_key.reset(); // waiting requests get no key
 }
 
@@ -96,7 +100,7 @@ void X11FileDrags::answer(const xcb_selection_request_event_t& request,
                             8, static_cast<std::uint32_t>(key->size()), key->constData());
     } else if (std::find(types.begin() + 3, types.end(), request.target) != types.end()) {
         xcb_change_property(x, XCB_PROP_MODE_REPLACE, request.requestor, property, request.target,
-                            8, static_cast<std::uint32_t>(m_path.size()), m_path.constData());
+                            8, static_cast<std::uint32_t>(m_paths.size()), m_paths.constData());
     } else {
         answered = false;
     }

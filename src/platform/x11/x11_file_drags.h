@@ -31,7 +31,7 @@ public:
     X11FileDrags(const X11FileDrags&) = delete;
     X11FileDrags& operator=(const X11FileDrags&) = delete;
 
-    void dragOut(QWidget* source, const QUrl& file, const QIcon& icon) override;
+    void dragOut(QWidget* source, const QList<QUrl>& files, const QIcon& icon) override;
 
 private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
@@ -40,9 +40,9 @@ private:
                 const std::optional<QByteArray>& key = std::nullopt);
     void forgetDrag();
 
-    /// The data of the last drag, in the forms answered: a URI list and a plain path.
+    /// The data of the last drag, in the forms answered: a URI list and plain paths, a line each.
     QByteArray m_uris;
-    QByteArray m_path;
+    QByteArray m_paths;
     TransferKeyOffer m_key;
 };
 

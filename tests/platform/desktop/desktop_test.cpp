@@ -33,7 +33,7 @@ TEST(TransferKeyOffer, MakesAKeyOnlyWhenAskedAndNeverHandsOutAnotherDragsKey) {
         making.runAll();
         QCoreApplication::processEvents();
     };
-    offer.reset("/d/a.txt");
+    offer.reset({"/d/a.txt"});
     EXPECT_TRUE(making.items.empty()); // not before a target asks
     ask();
     ask();
@@ -46,10 +46,10 @@ TEST(TransferKeyOffer, MakesAKeyOnlyWhenAskedAndNeverHandsOutAnotherDragsKey) {
 
     // The next drag stops the last one's key; requests still waiting get none, and a key made
     // for a drag that is over is stopped, never handed out.
-    offer.reset("/d/b.txt");
+    offer.reset({"/d/b.txt"});
     EXPECT_EQ(transfers.stopped, QStringList{"/d/a.txt"});
     ask();
-    offer.reset("/d/c.txt");
+    offer.reset({"/d/c.txt"});
     EXPECT_EQ(answers.size(), 4U);
     EXPECT_EQ(answers.back(), std::nullopt);
     makeKeys();

@@ -6,6 +6,8 @@
 #include "shelf_controller.h"
 #include "shelf_panel.h"
 
+#include <algorithm>
+
 namespace verrabel {
 
 namespace {
@@ -27,7 +29,13 @@ void ShelfController::tick() {
     const auto at = [&pointer](const QRectF& area) {
         return pointer && notch::contains(area, *pointer);
     };
-    const bool edgeOnly = watchesTopEdgeOnly();
+    // Collapsed, the top centre of any screen brings the shelf down there.
+    if (!expanded && pointer) {
+        if (const std::optional<ScreenInfo> opened = screenOpenedAt(*pointer)) {
+            screen = opened;
+        }
+    }
+    const bool edgeOnly = watchesTopEdgeOnly(*screen);
     const Date now = m_platform.clock.now();
     // Where only the top edge opens the shelf, the way down from it into the shelf crosses a
     // band that is not the shelf's (a desktop's bar, where the pointer may not be seen at all):
@@ -39,7 +47,7 @@ void ShelfController::tick() {
     }
 
     // Open, the zone keeps the shelf open as ever; collapsed, it opens it unless it stands aside.
-    if (at(notch::hotZone(*screen, edgeOnly)) && (expanded || !edgeStandsAside())) {
+    if (at(notch::hotZone(*screen, edgeOnly)) && (expanded || !edgeStandsAside(*screen))) {
         outsideSince.reset();
         if (edgeOnly) {
             edgeSeenAt = now;
@@ -69,13 +77,33 @@ void ShelfController::tick() {
     }
 }
 
-bool ShelfController::watchesTopEdgeOnly() const {
-    return screen && (screen->topBandIsBar || m_platform.pointer.seenOnlyWhereTaken());
+bool ShelfController::watchesTopEdgeOnly(const ScreenInfo& on) const {
+    return on.topBandIsBar || m_platform.pointer.seenOnlyWhereTaken();
 }
 
-bool ShelfController::edgeStandsAside() const {
+bool ShelfController::edgeStandsAside(const ScreenInfo& on) const {
     const std::optional<QRectF> fullscreen = m_platform.fullscreen.activeFullscreen();
-    return screen && fullscreen && fullscreen->intersects(screen->frame);
+    return fullscreen && fullscreen->intersects(on.frame);
+}
+
+std::optional<ScreenInfo> ShelfController::screenOpenedAt(const QPointF& point) const {
+    for (const ScreenInfo& each : screens) {
+        if (notch::contains(notch::hotZone(each, watchesTopEdgeOnly(each)), point) &&
+            !edgeStandsAside(each)) {
+            return each;
+        }
+    }
+    return std::nullopt;
+}
+
+QList<QRectF> ShelfController::hotZones() const {
+    QList<QRectF> zones;
+    for (const ScreenInfo& each : screens) {
+        if (!edgeStandsAside(each)) {
+            zones.append(notch::hotZone(each, watchesTopEdgeOnly(each)));
+        }
+    }
+    return zones;
 }
 
 void ShelfController::fullscreenChanged() {
@@ -94,6 +122,17 @@ void ShelfController::expand() {
 }
 
 void ShelfController::showShelf() {
+    // On the screen the pointer is on, where that is known.
+    if (const std::optional<QPointF> pointer = m_platform.pointer.location();
+        pointer && !expanded) {
+        const auto under =
+            std::find_if(screens.begin(), screens.end(), [&pointer](const ScreenInfo& each) {
+                return notch::contains(each.frame, *pointer);
+            });
+        if (under != screens.end()) {
+            screen = *under;
+        }
+    }
     outsideSince.reset();
     expandIfCollapsed();
     outsideSince = m_platform.clock.now() + kShowShelfMinimum;

@@ -10,7 +10,7 @@
 namespace verrabel {
 
 void ShelfController::reposition() {
-    const QList<ScreenInfo> screens = m_platform.screens.screens();
+    screens = m_platform.screens.screens();
     // The first screen with a camera housing, else the first screen, else none. A desktop's
     // bar is no camera housing: it does not draw the shelf away from the primary screen.
     const auto notched = std::find_if(screens.begin(), screens.end(), [](const ScreenInfo& info) {
@@ -33,14 +33,13 @@ void ShelfController::layout() {
     if (!screen) {
         return;
     }
-    const QRectF hotZone = notch::hotZone(*screen, watchesTopEdgeOnly());
     if (!expanded) {
         panel->orderOut();
         clearSelection();
-        m_platform.pointer.watch(edgeStandsAside() ? QList<QRectF>() : QList<QRectF>{hotZone},
-                                 *panel);
+        m_platform.pointer.watch(hotZones(), *panel);
         return;
     }
+    const QRectF hotZone = notch::hotZone(*screen, watchesTopEdgeOnly(*screen));
     panel->setFrame(notch::expandedFrame(*screen));
     root->setGeometry(0, 0, static_cast<int>(notch::kPanelWidth),
                       static_cast<int>(notch::kPanelHeight));

@@ -79,12 +79,16 @@ private:
     void layout();
     void tick();
     void expandIfCollapsed();
-    /// Only the strip along the top edge opens the shelf: the rest of the zone is a desktop's
-    /// bar, or cannot be watched without taking the clicks of the windows below.
-    [[nodiscard]] bool watchesTopEdgeOnly() const;
-    /// The active window on the shelf's screen is fullscreen (a video, a game): the edge does
-    /// not open the shelf and takes nothing from that window.
-    [[nodiscard]] bool edgeStandsAside() const;
+    /// Only the strip along the top edge of `on` opens the shelf: the rest of the zone is a
+    /// desktop's bar, or cannot be watched without taking the clicks of the windows below.
+    [[nodiscard]] bool watchesTopEdgeOnly(const ScreenInfo& on) const;
+    /// The active window on `on` is fullscreen (a video, a game): its edge does not open the
+    /// shelf and takes nothing from that window.
+    [[nodiscard]] bool edgeStandsAside(const ScreenInfo& on) const;
+    /// The screen whose top centre, open to the pointer, holds `point`.
+    [[nodiscard]] std::optional<ScreenInfo> screenOpenedAt(const QPointF& point) const;
+    /// The top centres that open the shelf now.
+    [[nodiscard]] QList<QRectF> hotZones() const;
     void fullscreenChanged();
     /// The background half of `importTransferredOnceRead()`.
     void copyTransferred(const std::optional<QString>& key, const QList<QUrl>& urls);
@@ -117,8 +121,11 @@ public:
     Label* const count;
     /// Holds the list of rows.
     QScrollArea* const scroll;
-    /// The screen the shelf lives on; none while there are no screens.
+    /// The screen the shelf lives on, or comes down on when shown without a pointer to follow;
+    /// none while there are no screens.
     std::optional<ScreenInfo> screen;
+    /// Every screen: the top centre of each brings the shelf down there.
+    QList<ScreenInfo> screens;
     /// The panel is on screen.
     bool expanded = false;
     /// A row is being dragged out: holds the shelf open and suspends rescans.

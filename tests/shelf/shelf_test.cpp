@@ -151,6 +151,34 @@ TEST_F(Shelf, TheFirstNotchedScreenIsChosenAndThePanelFollowsIt) {
     EXPECT_FALSE(shelf.panel->isVisible());
 }
 
+TEST_F(Shelf, EachScreensTopCentreBringsTheShelfDownOnThatScreen) {
+    const ScreenInfo second = plainScreen(QRectF(1600, 0, 1920, 1080));
+    platform.screens.change({notchedScreen(), second});
+    EXPECT_EQ(platform.pointer.zones,
+              (QList{QRectF(665, 948, 270, 52), QRectF(2435, 1043, 250, 37)}));
+    // The second screen's top centre: the panel hangs there, and stays by that screen's rules.
+    step(QPointF(2560, 1070));
+    EXPECT_TRUE(shelf.expanded);
+    EXPECT_EQ(shelf.panel->frame(), QRectF(2350, 705, 420, 350));
+    stay(QPointF(2560, 800), 0.5);
+    EXPECT_TRUE(shelf.expanded);
+    stay(kFarAway, 0.5);
+    EXPECT_FALSE(shelf.expanded);
+    // The first still works, and a fullscreen window there leaves the second's edge alone.
+    step(kNotch);
+    EXPECT_EQ(shelf.panel->frame(), QRectF(590, 610, 420, 350));
+    stay(kFarAway, 0.5);
+    platform.fullscreen.set(QRectF(0, 0, 1600, 1000));
+    EXPECT_EQ(platform.pointer.zones, QList{QRectF(2435, 1043, 250, 37)});
+    step(kNotch);
+    EXPECT_FALSE(shelf.expanded);
+    platform.fullscreen.set(std::nullopt);
+    // Shown from the menu, on the screen the pointer is on.
+    platform.pointer.point = QPointF(3000, 200);
+    shelf.showShelf();
+    EXPECT_EQ(shelf.panel->frame(), QRectF(2350, 705, 420, 350));
+}
+
 TEST_F(Shelf, OpensAtTheNotchAndClosesWhenThePointerIsAway) {
     // The exact delay is checked as each hold ends; coming back in time, as a visit ends the
     // allowance of showShelf.

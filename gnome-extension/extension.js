@@ -18,10 +18,10 @@ export default class VerrabelExtension extends Extension {
         this._followId = 0;
         this._lastPointer = null;
         this._indicator = null;
-        this._edge = new TopEdge(() => this._service.edgePushed());
+        this._edges = [];
         this._service = new ShellService({
             state: () => this._state(),
-            watchEdge: (left, right) => this._watchEdge(left, right),
+            watchEdges: edges => this._watchEdges(edges),
             followPointer: follow => this._follow(follow),
             setMenu: (name, entries) => this._setMenu(name, entries),
             clientGone: () => this._reset(),
@@ -38,23 +38,34 @@ export default class VerrabelExtension extends Extension {
         this._reset();
         this._service.destroy();
         this._service = null;
-        this._edge.destroy();
-        this._edge = null;
     }
 
-    // The primary monitor, where Verrabel's shelf lives.
+    // The primary monitor, by which Verrabel places the shell's coordinates, and the monitors
+    // a fullscreen window is up on.
     _state() {
-        const index = global.display.get_primary_monitor();
-        if (index < 0)
-            return [false, 0, 0, 0, 0];
-        const area = global.display.get_monitor_geometry(index);
-        return [global.display.get_monitor_in_fullscreen(index), area.x, area.y, area.width,
-            area.height];
+        const display = global.display;
+        const rect = index => {
+            const area = display.get_monitor_geometry(index);
+            return [area.x, area.y, area.width, area.height];
+        };
+        const fullscreen = [];
+        for (let i = 0; i < display.get_n_monitors(); i++) {
+            if (display.get_monitor_in_fullscreen(i))
+                fullscreen.push(...rect(i));
+        }
+        const primary = display.get_primary_monitor();
+        return [...(primary < 0 ? [0, 0, 0, 0] : rect(primary)), fullscreen];
     }
 
-    _watchEdge(left, right) {
-        const [, , top] = this._state();
-        this._edge.set(left, right, top);
+    _watchEdges(edges) {
+        this._edges.forEach(edge => edge.destroy());
+        this._edges = [];
+        for (let i = 0; i + 2 < edges.length; i += 3) {
+            const index = this._edges.length;
+            const edge = new TopEdge(() => this._service.edgePushed(index));
+            edge.set(edges[i], edges[i + 1], Math.round(edges[i + 2]));
+            this._edges.push(edge);
+        }
     }
 
     _follow(follow) {
@@ -89,7 +100,7 @@ export default class VerrabelExtension extends Extension {
     }
 
     _reset() {
-        this._edge.set(0, 0, 0);
+        this._watchEdges([]);
         this._follow(false);
         this._setMenu('', []);
     }

@@ -5,19 +5,18 @@ import GLib from 'gi://GLib';
 
 const BUS_NAME = 'org.verrabel.Shell';
 const OBJECT_PATH = '/org/verrabel/Shell';
-// Version 1. A change that an older Verrabel would misread gets a new interface name.
+// Version 2. A change that an older Verrabel would misread gets a new interface name.
 const INTERFACE = `<node>
-  <interface name="org.verrabel.Shell1">
+  <interface name="org.verrabel.Shell2">
     <method name="GetState">
-      <arg name="fullscreen" type="b" direction="out"/>
       <arg name="x" type="i" direction="out"/>
       <arg name="y" type="i" direction="out"/>
       <arg name="width" type="i" direction="out"/>
       <arg name="height" type="i" direction="out"/>
+      <arg name="fullscreen" type="ai" direction="out"/>
     </method>
-    <method name="WatchEdge">
-      <arg name="left" type="d" direction="in"/>
-      <arg name="right" type="d" direction="in"/>
+    <method name="WatchEdges">
+      <arg name="edges" type="ad" direction="in"/>
     </method>
     <method name="FollowPointer">
       <arg name="follow" type="b" direction="in"/>
@@ -26,17 +25,19 @@ const INTERFACE = `<node>
       <arg name="name" type="s" direction="in"/>
       <arg name="entries" type="as" direction="in"/>
     </method>
-    <signal name="EdgePushed"/>
+    <signal name="EdgePushed">
+      <arg name="index" type="i"/>
+    </signal>
     <signal name="PointerMoved">
       <arg name="x" type="d"/>
       <arg name="y" type="d"/>
     </signal>
     <signal name="StateChanged">
-      <arg name="fullscreen" type="b"/>
       <arg name="x" type="i"/>
       <arg name="y" type="i"/>
       <arg name="width" type="i"/>
       <arg name="height" type="i"/>
+      <arg name="fullscreen" type="ai"/>
     </signal>
     <signal name="MenuActivated">
       <arg name="index" type="i"/>
@@ -45,9 +46,11 @@ const INTERFACE = `<node>
 </node>`;
 
 /**
- * The exported object. `handler` acts on the calls: state() → [fullscreen, x, y, width,
- * height] of the primary monitor in stage coordinates; watchEdge(left, right) along its top
- * edge (left === right: none); followPointer(follow); setMenu(name, entries); clientGone().
+ * The exported object. `handler` acts on the calls: state() → [x, y, width, height] of the
+ * primary monitor in stage coordinates and the same four numbers, one after another, of each
+ * monitor a fullscreen window is up on; watchEdges([left, right, top, ...]), an edge from left
+ * to right along top for each three numbers; followPointer(follow); setMenu(name, entries);
+ * clientGone().
  */
 export class ShellService {
     constructor(handler) {
@@ -68,12 +71,12 @@ export class ShellService {
     }
 
     GetStateAsync(_params, invocation) {
-        invocation.return_value(new GLib.Variant('(biiii)', this._handler.state()));
+        invocation.return_value(new GLib.Variant('(iiiiai)', this._handler.state()));
     }
 
-    WatchEdgeAsync([left, right], invocation) {
+    WatchEdgesAsync([edges], invocation) {
         this._from(invocation);
-        this._handler.watchEdge(left, right);
+        this._handler.watchEdges(edges);
         invocation.return_value(null);
     }
 
@@ -89,8 +92,8 @@ export class ShellService {
         invocation.return_value(null);
     }
 
-    edgePushed() {
-        this._object?.emit_signal('EdgePushed', null);
+    edgePushed(index) {
+        this._object?.emit_signal('EdgePushed', new GLib.Variant('(i)', [index]));
     }
 
     pointerMoved(x, y) {
@@ -99,7 +102,7 @@ export class ShellService {
 
     stateChanged() {
         this._object?.emit_signal('StateChanged',
-            new GLib.Variant('(biiii)', this._handler.state()));
+            new GLib.Variant('(iiiiai)', this._handler.state()));
     }
 
     menuActivated(index) {

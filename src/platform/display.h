@@ -72,16 +72,17 @@ public:
     virtual void setUp(QWidget& window, Stacking stacking) = 0;
 };
 
-/// The active window while it is fullscreen, as far as the platform can tell: where it cannot
-/// (a native window seen from Xwayland), there is none.
+/// Fullscreen windows, as far as the platform can tell: the active window while it is
+/// fullscreen, or where a shell tells, every screen a fullscreen window is up on. Where it
+/// cannot tell (a native window seen from Xwayland), there are none.
 class FullscreenWatch : public QObject {
     Q_OBJECT
 public:
-    /// The active window's frame in global points while it is fullscreen; none otherwise.
-    [[nodiscard]] virtual std::optional<QRectF> activeFullscreen() const = 0;
+    /// Their frames in global points.
+    [[nodiscard]] virtual QList<QRectF> fullscreenFrames() const = 0;
 
 Q_SIGNALS:
-    /// The active window changed, or went into fullscreen or out of it, or moved.
+    /// A window went into fullscreen or out of it, or moved, or another became the active one.
     void changed();
 };
 

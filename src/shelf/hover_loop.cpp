@@ -82,8 +82,9 @@ bool ShelfController::watchesTopEdgeOnly(const ScreenInfo& on) const {
 }
 
 bool ShelfController::edgeStandsAside(const ScreenInfo& on) const {
-    const std::optional<QRectF> fullscreen = m_platform.fullscreen.activeFullscreen();
-    return fullscreen && fullscreen->intersects(on.frame);
+    const QList<QRectF> frames = m_platform.fullscreen.fullscreenFrames();
+    return std::any_of(frames.begin(), frames.end(),
+                       [&on](const QRectF& frame) { return frame.intersects(on.frame); });
 }
 
 std::optional<ScreenInfo> ShelfController::screenOpenedAt(const QPointF& point) const {

@@ -80,7 +80,9 @@ struct FakeFullscreen final : FullscreenWatch {
         frame = fullscreen;
         Q_EMIT changed();
     }
-    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override { return frame; }
+    [[nodiscard]] QList<QRectF> fullscreenFrames() const override {
+        return frame ? QList<QRectF>{*frame} : QList<QRectF>{};
+    }
 };
 
 struct FakeClock final : Clock {

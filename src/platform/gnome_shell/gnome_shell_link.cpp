@@ -4,6 +4,7 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusError>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
@@ -27,12 +28,7 @@ GnomeShellLink::GnomeShellLink() {
     connect(m_proxy.get(), &ShellProxy::EdgePushed, this, &GnomeShellLink::edgePushed);
     connect(m_proxy.get(), &ShellProxy::PointerMoved, this,
             [this](double x, double y) { Q_EMIT pointerMoved(QPointF(x, y)); });
-    connect(m_proxy.get(), &ShellProxy::StateChanged, this,
-            [this](bool fullscreen, int x, int y, int width, int height) {
-                m_fullscreen = fullscreen;
-                m_monitor = QRect(x, y, width, height);
-                Q_EMIT stateChanged();
-            });
+    connect(m_proxy.get(), &ShellProxy::StateChanged, this, &GnomeShellLink::takeState);
     connect(m_proxy.get(), &ShellProxy::MenuActivated, this, &GnomeShellLink::menuActivated);
 
     auto* asked = new QDBusPendingCallWatcher(
@@ -57,7 +53,7 @@ void GnomeShellLink::setPresent(bool present) {
         askState();
     } else {
         m_monitor = QRect();
-        m_fullscreen = false;
+        m_fullscreen.clear();
     }
     if (changed) {
         Q_EMIT presenceChanged();
@@ -68,15 +64,28 @@ void GnomeShellLink::askState() {
     auto* asked = new QDBusPendingCallWatcher(m_proxy->asyncCall(QStringLiteral("GetState")), this);
     connect(asked, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
         call->deleteLater();
-        const QDBusPendingReply<bool, int, int, int, int> reply = *call;
-        if (!reply.isValid() || !m_present) {
-            return;
+        const QDBusPendingReply<int, int, int, int, QList<int>> reply = *call;
+        // An extension of another version, loaded until the next login, is none for us.
+        if (reply.isError() && m_present &&
+            (reply.error().type() == QDBusError::UnknownInterface ||
+             reply.error().type() == QDBusError::UnknownMethod)) {
+            setPresent(false);
+        } else if (reply.isValid() && m_present) {
+            takeState(reply.argumentAt<0>(), reply.argumentAt<1>(), reply.argumentAt<2>(),
+                      reply.argumentAt<3>(), reply.argumentAt<4>());
         }
-        m_fullscreen = reply.argumentAt<0>();
-        m_monitor = QRect(reply.argumentAt<1>(), reply.argumentAt<2>(), reply.argumentAt<3>(),
-                          reply.argumentAt<4>());
-        Q_EMIT stateChanged();
     });
+}
+
+void GnomeShellLink::takeState(int x, int y, int width, int height, const QList<int>& fullscreen) {
+    m_monitor = QRect(x, y, width, height);
+    // Four numbers a monitor.
+    m_fullscreen.clear();
+    for (qsizetype i = 0; i + 3 < fullscreen.size(); i += 4) {
+        m_fullscreen.append(
+            QRect(fullscreen[i], fullscreen[i + 1], fullscreen[i + 2], fullscreen[i + 3]));
+    }
+    Q_EMIT stateChanged();
 }
 
 void GnomeShellLink::call(const QString& method, const QVariantList& arguments) {
@@ -85,8 +94,13 @@ void GnomeShellLink::call(const QString& method, const QVariantList& arguments) 
     }
 }
 
-void GnomeShellLink::watchEdge(double left, double right) {
-    call(QStringLiteral("WatchEdge"), {left, right});
+void GnomeShellLink::watchEdges(const QList<QRectF>& edges) {
+    // Left, right and top of each, one after another.
+    QList<double> spans;
+    for (const QRectF& edge : edges) {
+        spans << edge.left() << edge.right() << edge.top();
+    }
+    call(QStringLiteral("WatchEdges"), {QVariant::fromValue(spans)});
 }
 
 void GnomeShellLink::followPointer(bool follow) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QPointF>
 #include <QRect>
+#include <QRectF>
 #include <QStringList>
 
 #include <memory>
@@ -16,7 +18,7 @@ class ShellProxy;
 /// Verrabel's companion GNOME Shell extension, over the session bus: the shell's own view of
 /// the top edge, the pointer and fullscreen windows, which an X client on Xwayland cannot have.
 /// Every call is asynchronous; what the shell tells comes as signals. Coordinates are the
-/// shell's (its stage, logical pixels), of its primary monitor.
+/// shell's (its stage, logical pixels).
 class GnomeShellLink final : public QObject {
     Q_OBJECT
 public:
@@ -31,12 +33,12 @@ public:
     [[nodiscard]] bool known() const { return m_known; }
     /// The primary monitor in the shell's coordinates; empty while unknown.
     [[nodiscard]] QRect monitor() const { return m_monitor; }
-    /// Whether a fullscreen window is up on that monitor.
-    [[nodiscard]] bool fullscreen() const { return m_fullscreen; }
+    /// The monitors a fullscreen window is up on.
+    [[nodiscard]] QList<QRect> fullscreen() const { return m_fullscreen; }
 
-    /// A push (or a rest) along the monitor's top edge from `left` to `right` is told by
-    /// `edgePushed`; `left == right`: no edge.
-    void watchEdge(double left, double right);
+    /// A push (or a rest) along a top edge of the screen, its place in `edges`, is told by
+    /// `edgePushed`; none: no edge.
+    void watchEdges(const QList<QRectF>& edges);
     /// While on, every move of the pointer is told by `pointerMoved`.
     void followPointer(bool follow);
     /// The menu shown in the top bar under `name`; '' entries are separators; none: no menu.
@@ -44,7 +46,7 @@ public:
 
 Q_SIGNALS:
     void presenceChanged();
-    void edgePushed();
+    void edgePushed(int index);
     void pointerMoved(QPointF shellPosition);
     void stateChanged();
     void menuActivated(int index);
@@ -52,6 +54,7 @@ Q_SIGNALS:
 private:
     void setPresent(bool present);
     void askState();
+    void takeState(int x, int y, int width, int height, const QList<int>& fullscreen);
     void call(const QString& method, const QVariantList& arguments);
 
     std::unique_ptr<QDBusServiceWatcher> m_watcher;
@@ -59,7 +62,7 @@ private:
     bool m_present = false;
     bool m_known = false;
     QRect m_monitor;
-    bool m_fullscreen = false;
+    QList<QRect> m_fullscreen;
 };
 
 } // namespace verrabel

@@ -6,8 +6,9 @@
 
 namespace verrabel {
 
-/// Between the shell's coordinates of a monitor and Qt's global ones of the same screen: the
-/// two agree on where the screen is, and differ by a scale where Xwayland scales natively.
+/// Between the shell's coordinates and Qt's global ones, fixed by one monitor seen from both
+/// sides: they differ by a place and, where Xwayland scales natively, by a scale that is the
+/// same for every monitor.
 class ShellCoordinates {
 public:
     ShellCoordinates(const QRect& monitor, const QRect& screen)
@@ -19,10 +20,14 @@ public:
     [[nodiscard]] QPointF toQt(const QPointF& point) const {
         return QPointF(m_screen.topLeft()) + (point - QPointF(m_monitor.topLeft())) / scale();
     }
-    /// The left and right of a Qt global rectangle in the shell's coordinates.
-    [[nodiscard]] std::pair<double, double> spanOf(const QRectF& rect) const {
-        const auto x = [this](double qt) { return m_monitor.x() + (qt - m_screen.x()) * scale(); };
-        return {x(rect.left()), x(rect.right())};
+    [[nodiscard]] QRectF toQt(const QRect& rect) const {
+        return {toQt(QPointF(rect.topLeft())), QSizeF(rect.size()) / scale()};
+    }
+    /// A rectangle in Qt's global coordinates in the shell's.
+    [[nodiscard]] QRectF toShell(const QRectF& rect) const {
+        return {QPointF(m_monitor.topLeft()) +
+                    (rect.topLeft() - QPointF(m_screen.topLeft())) * scale(),
+                rect.size() * scale()};
     }
 
 private:

@@ -4,6 +4,7 @@
 #include "platform/desktop/qt_display.h"
 #include "shell_coordinates.h"
 
+#include <QGuiApplication>
 #include <QWidget>
 
 #include <cstdio>
@@ -80,31 +81,35 @@ void ShellEdgePointer::apply() {
         return;
     }
     if (!m_shell.present()) {
-        m_edgeArmed = false;
+        m_edgeZones.clear();
         m_strip.watch(m_zones, *m_panel);
         return;
     }
     m_strip.watch({}, *m_panel);
     const ShellCoordinates shell(m_shell.monitor(), primaryGeometry());
-    m_edgeArmed = !m_open && !m_zones.isEmpty() && shell.valid();
-    if (m_edgeArmed) {
-        const auto [left, right] =
-            shell.spanOf(QRectF(m_screens.toWindowGeometry(m_zones.first())));
-        m_shell.watchEdge(left, right);
-    } else {
-        m_shell.watchEdge(0, 0);
+    // Collapsed, an edge along each zone at a screen's top border, where there is something to
+    // push against.
+    m_edgeZones.clear();
+    QList<QRectF> edges;
+    for (qsizetype i = 0; i < m_zones.size() && !m_open && shell.valid(); ++i) {
+        const QRect zone = m_screens.toWindowGeometry(m_zones[i]);
+        if (QGuiApplication::screenAt({zone.center().x(), zone.top() - 1}) == nullptr) {
+            m_edgeZones.append(i);
+            edges.append(shell.toShell(QRectF(zone)));
+        }
     }
+    m_shell.watchEdges(edges);
     m_shell.followPointer(m_open);
     if (!m_open) {
         m_at.reset();
     }
 }
 
-void ShellEdgePointer::pushed() {
-    if (!m_edgeArmed || m_zones.isEmpty()) {
+void ShellEdgePointer::pushed(int index) {
+    if (index < 0 || index >= m_edgeZones.size()) {
         return;
     }
-    m_at = m_zones.first().center();
+    m_at = m_zones[m_edgeZones[index]].center();
     wake();
 }
 

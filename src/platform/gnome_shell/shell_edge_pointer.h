@@ -31,7 +31,7 @@ public:
 private:
     void presenceChanged();
     void apply();
-    void pushed();
+    void pushed(int index);
     void moved(const QPointF& shellPosition);
     void wake();
 
@@ -42,7 +42,8 @@ private:
     QList<QRectF> m_zones;
     QPointer<const QWidget> m_panel;
     bool m_open = false;
-    bool m_edgeArmed = false;
+    /// The zone of each edge the shell watches.
+    QList<qsizetype> m_edgeZones;
     /// Where the pointer is, in global points; while collapsed only a push puts it anywhere,
     /// and the next look takes it.
     std::optional<QPointF> m_at;

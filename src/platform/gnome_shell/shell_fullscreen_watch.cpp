@@ -3,6 +3,7 @@
 #include "gnome_shell_link.h"
 #include "platform/coordinates.h"
 #include "platform/desktop/qt_display.h"
+#include "shell_coordinates.h"
 
 namespace verrabel {
 
@@ -18,16 +19,20 @@ ShellFullscreenWatch::ShellFullscreenWatch(GnomeShellLink& shell, FullscreenWatc
     });
 }
 
-std::optional<QRectF> ShellFullscreenWatch::activeFullscreen() const {
+QList<QRectF> ShellFullscreenWatch::fullscreenFrames() const {
     if (!m_shell.present()) {
-        return m_x11.activeFullscreen();
+        return m_x11.fullscreenFrames();
     }
-    // The extension speaks of its primary monitor, which is Qt's primary screen.
     const QRect primary = primaryGeometry();
-    if (!m_shell.fullscreen() || primary.isEmpty()) {
-        return std::nullopt;
+    const ShellCoordinates shell(m_shell.monitor(), primary);
+    QList<QRectF> frames;
+    if (!shell.valid()) {
+        return frames;
     }
-    return coordinates::fromQt(QRectF(primary), primary);
+    for (const QRect& monitor : m_shell.fullscreen()) {
+        frames.append(coordinates::fromQt(shell.toQt(monitor), primary));
+    }
+    return frames;
 }
 
 } // namespace verrabel

@@ -13,7 +13,7 @@ class ShellFullscreenWatch final : public FullscreenWatch {
 public:
     ShellFullscreenWatch(GnomeShellLink& shell, FullscreenWatch& x11);
 
-    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override;
+    [[nodiscard]] QList<QRectF> fullscreenFrames() const override;
 
 private:
     GnomeShellLink& m_shell;

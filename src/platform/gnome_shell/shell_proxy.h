@@ -11,7 +11,7 @@ class ShellProxy final : public QDBusAbstractInterface {
 public:
     static constexpr const char* kService = "org.verrabel.Shell";
     static constexpr const char* kPath = "/org/verrabel/Shell";
-    static constexpr const char* kInterface = "org.verrabel.Shell1";
+    static constexpr const char* kInterface = "org.verrabel.Shell2";
 
     explicit ShellProxy(const QDBusConnection& bus)
         : QDBusAbstractInterface(QString::fromLatin1(kService), QString::fromLatin1(kPath),
@@ -19,9 +19,9 @@ public:
 
 Q_SIGNALS:
     // NOLINTBEGIN(readability-identifier-naming): the extension's names
-    void EdgePushed();
+    void EdgePushed(int index);
     void PointerMoved(double x, double y);
-    void StateChanged(bool fullscreen, int x, int y, int width, int height);
+    void StateChanged(int x, int y, int width, int height, const QList<int>& fullscreen);
     void MenuActivated(int index);
     // NOLINTEND(readability-identifier-naming)
 };

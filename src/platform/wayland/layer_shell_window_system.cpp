@@ -55,7 +55,7 @@ public:
 /// which is on the top layer: nothing to tell the shelf.
 class CompositorStacksFullscreen final : public FullscreenWatch {
 public:
-    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override { return std::nullopt; }
+    [[nodiscard]] QList<QRectF> fullscreenFrames() const override { return {}; }
 };
 
 class LayerShellWindowSystem final : public WindowSystem {

@@ -23,7 +23,9 @@ public:
     X11FullscreenWatch(const X11FullscreenWatch&) = delete;
     X11FullscreenWatch& operator=(const X11FullscreenWatch&) = delete;
 
-    [[nodiscard]] std::optional<QRectF> activeFullscreen() const override { return m_frame; }
+    [[nodiscard]] QList<QRectF> fullscreenFrames() const override {
+        return m_frame ? QList<QRectF>{*m_frame} : QList<QRectF>{};
+    }
 
 private:
     void readEvents();

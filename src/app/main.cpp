@@ -33,7 +33,17 @@ int main(int argc, char* argv[]) {
     }
     arguments.push_back(nullptr);
     int count = static_cast<int>(arguments.size()) - 1;
+    QByteArrayList flagsSet;
+    for (const QByteArray& flag : session.startFlags) {
+        if (!qEnvironmentVariableIsSet(flag.constData())) {
+            qputenv(flag.constData(), "1");
+            flagsSet.append(flag);
+        }
+    }
     QApplication application(count, arguments.data());
+    for (const QByteArray& flag : flagsSet) {
+        qunsetenv(flag.constData());
+    }
     QApplication::setOrganizationName(QStringLiteral("Verrabel"));
     QApplication::setApplicationName(QStringLiteral("Verrabel"));
     QApplication::setDesktopFileName(QStringLiteral("org.verrabel.Verrabel"));

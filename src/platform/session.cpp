@@ -81,7 +81,9 @@ Session prepareSession(const QByteArrayList& arguments) {
     }
     if (backend != "xwayland" && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         layerShellBuilt() && compositorOffersLayerShell()) {
-        return {"wayland", std::nullopt};
+        // Layer surfaces are placed by the geometry Verrabel gives them: Qt is to keep it, not
+        // move a window to its screen's corner when it appears on another screen.
+        return {"wayland", std::nullopt, {"QT_WAYLAND_DISABLE_FIXED_POSITIONS"}};
     }
     if (backend == "layer-shell") {
         return {{},

@@ -16,6 +16,9 @@ struct Session {
     QByteArray platform;
     /// Why Verrabel cannot run here, if it cannot.
     std::optional<QString> problem;
+    /// Variables Qt's platform reads as it starts, to be set to 1 then and no longer: the
+    /// programs Verrabel opens keep the session's environment.
+    QByteArrayList startFlags = {};
 };
 
 /// In a Wayland session whose compositor offers layer surfaces, and in a build that has the

@@ -61,7 +61,7 @@ public:
 class LayerShellWindowSystem final : public WindowSystem {
 public:
     explicit LayerShellWindowSystem(const WindowSystemNeeds& needs)
-        : m_pointer(needs.screens, m_windows, m_edge) {}
+        : m_pointer(needs.screens, m_windows, [] { return std::make_unique<KdeScreenEdge>(); }) {}
 
     Pointer& pointer() override { return m_pointer; }
     MotionWatch& motion() override { return m_pointer; }
@@ -73,7 +73,6 @@ public:
 
 private:
     LayerShellWindows m_windows;
-    KdeScreenEdge m_edge;
     WaylandPointer m_pointer;
     Composited m_compositor;
     QtFileDrags m_drags;

@@ -14,6 +14,7 @@
 #include <QWidget>
 #include <QWindow>
 
+#include <algorithm>
 #include <utility>
 
 namespace verrabel {
@@ -37,19 +38,31 @@ protected:
 
 } // namespace
 
+/// One screen's presence surface and the compositor's trigger at that screen's border.
+struct WaylandPointer::Presence {
+    QPointer<const QScreen> screen;
+    std::unique_ptr<QWidget> surface = std::make_unique<PresenceSurface>();
+    std::unique_ptr<BorderTrigger> trigger;
+    /// Where the surface is to be, and whether at all.
+    QRect bounds;
+    bool wanted = false;
+    /// Shown again once since the last watch: a compositor that keeps closing it wins.
+    bool reshown = false;
+    /// The surface waits for a push at the border.
+    bool armed = false;
+};
+
 WaylandPointer::WaylandPointer(const Screens& screens, FloatingWindows& windows,
-                               BorderTrigger& trigger)
+                               MakeTrigger makeTrigger)
     : m_screens(screens)
-    , m_trigger(trigger)
-    , m_presence(std::make_unique<PresenceSurface>())
+    , m_windows(windows)
+    , m_makeTrigger(std::move(makeTrigger))
     , m_tooltips(std::make_unique<TooltipsPassPointer>()) {
-    // A fullscreen window in front of it takes the edge back: the shelf stays out of its way.
-    windows.setUp(*m_presence, Stacking::UnderFullscreen);
     QCoreApplication::instance()->installEventFilter(this);
 }
 
 WaylandPointer::~WaylandPointer() {
-    // Before the presence surface goes: its last events are not ours to read.
+    // Before the presence surfaces go: their last events are not ours to read.
     QCoreApplication::instance()->removeEventFilter(this);
 }
 
@@ -62,30 +75,65 @@ std::optional<QPointF> WaylandPointer::location() {
 
 void WaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
     m_panel = &panel;
-    // Exactly the zones, which take the pointer from the surfaces below; where the panel is
-    // shown, it takes its own.
-    QRegion region;
+    // Exactly the zones, each screen's on its own surface, which take the pointer from the
+    // surfaces below; where the panel is shown, it takes its own.
+    QList<std::pair<const QScreen*, QRegion>> regions;
     for (const QRectF& zone : zones) {
-        region |= m_screens.toWindowGeometry(zone);
+        const QRect rect = m_screens.toWindowGeometry(zone);
+        const QScreen* screen = QGuiApplication::screenAt(rect.center());
+        auto same = std::find_if(regions.begin(), regions.end(),
+                                 [screen](const auto& region) { return region.first == screen; });
+        if (same == regions.end()) {
+            regions.append({screen, rect});
+        } else {
+            same->second |= rect;
+        }
     }
-    if (panel.isVisible()) {
-        region -= panel.geometry();
+    for (auto& presence : m_presences) {
+        presence->wanted = false;
     }
-    m_presenceWanted = !region.isEmpty();
-    m_presenceReshown = false;
-    m_triggerArmed = m_presenceWanted && !panel.isVisible() && alongTopBorder(region);
-    if (!m_presenceWanted) {
-        m_trigger.disarm();
-        m_presence->hide();
-        return;
+    for (auto& [screen, region] : regions) {
+        if (panel.isVisible()) {
+            region -= panel.geometry();
+        }
+        if (!region.isEmpty()) {
+            place(presenceOn(screen), region, panel.isVisible());
+        }
     }
-    m_presenceBounds = region.boundingRect();
-    m_presence->setMask(region.translated(-m_presenceBounds.topLeft()));
-    showPresence();
-    if (m_triggerArmed) {
-        m_trigger.arm(*m_presence->windowHandle());
+    for (auto& presence : m_presences) {
+        if (!presence->wanted) {
+            presence->armed = false;
+            presence->trigger->disarm();
+            presence->surface->hide();
+        }
+    }
+}
+
+WaylandPointer::Presence& WaylandPointer::presenceOn(const QScreen* screen) {
+    for (auto& presence : m_presences) {
+        if (presence->screen == screen) {
+            return *presence;
+        }
+    }
+    auto presence = std::make_unique<Presence>();
+    presence->screen = screen;
+    presence->trigger = m_makeTrigger();
+    // A fullscreen window in front of it takes the edge back: the shelf stays out of its way.
+    m_windows.setUp(*presence->surface, Stacking::UnderFullscreen);
+    return *m_presences.emplace_back(std::move(presence));
+}
+
+void WaylandPointer::place(Presence& presence, const QRegion& region, bool panelShown) {
+    presence.wanted = true;
+    presence.reshown = false;
+    presence.armed = !panelShown && alongTopBorder(region);
+    presence.bounds = region.boundingRect();
+    presence.surface->setMask(region.translated(-presence.bounds.topLeft()));
+    showPresences();
+    if (presence.armed) {
+        presence.trigger->arm(*presence.surface->windowHandle());
     } else {
-        m_trigger.disarm();
+        presence.trigger->disarm();
     }
 }
 
@@ -98,12 +146,17 @@ bool WaylandPointer::alongTopBorder(const QRegion& region) {
            QGuiApplication::screenAt({bounds.center().x(), bounds.top() - 1}) == nullptr;
 }
 
-void WaylandPointer::showPresence() {
-    if (m_presence->geometry() != m_presenceBounds) {
-        m_presence->setGeometry(m_presenceBounds);
-    }
-    if (!m_presence->isVisible()) {
-        m_presence->show();
+void WaylandPointer::showPresences() {
+    for (auto& presence : m_presences) {
+        if (!presence->wanted) {
+            continue;
+        }
+        if (presence->surface->geometry() != presence->bounds) {
+            presence->surface->setGeometry(presence->bounds);
+        }
+        if (!presence->surface->isVisible()) {
+            presence->surface->show();
+        }
     }
 }
 
@@ -116,9 +169,18 @@ void WaylandPointer::cancel() {
     m_onArrival = nullptr;
 }
 
+WaylandPointer::Presence* WaylandPointer::presenceOf(const QObject* window) const {
+    for (const auto& presence : m_presences) {
+        if (window == presence->surface->windowHandle()) {
+            return presence.get();
+        }
+    }
+    return nullptr;
+}
+
 const QWidget* WaylandPointer::ownerOf(const QObject* window) const {
-    if (window == m_presence->windowHandle()) {
-        return m_presence.get();
+    if (const Presence* presence = presenceOf(window)) {
+        return presence->surface.get();
     }
     return m_panel && window == m_panel->windowHandle() ? m_panel.data() : nullptr;
 }
@@ -156,14 +218,18 @@ bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
         if (owner == m_over) {
             m_over = nullptr;
         }
-        // A push showed the presence surface, and the pointer went on elsewhere: hidden again.
-        if (event->type() == QEvent::Leave && owner == m_presence.get() && m_triggerArmed) {
-            m_trigger.arm(*m_presence->windowHandle());
-        }
-        // The compositor closes a layer surface whose screen goes: the zones still want one.
-        if (event->type() == QEvent::Hide && owner == m_presence.get() && m_presenceWanted &&
-            !std::exchange(m_presenceReshown, true)) {
-            QMetaObject::invokeMethod(this, &WaylandPointer::showPresence, Qt::QueuedConnection);
+        if (Presence* presence = presenceOf(watched)) {
+            // A push showed the presence surface, and the pointer went on elsewhere: hidden
+            // again.
+            if (event->type() == QEvent::Leave && presence->armed) {
+                presence->trigger->arm(*presence->surface->windowHandle());
+            }
+            // The compositor closes a layer surface whose screen goes: the zones still want one.
+            if (event->type() == QEvent::Hide && presence->wanted &&
+                !std::exchange(presence->reshown, true)) {
+                QMetaObject::invokeMethod(this, &WaylandPointer::showPresences,
+                                          Qt::QueuedConnection);
+            }
         }
         break;
     default:
@@ -175,7 +241,8 @@ bool WaylandPointer::eventFilter(QObject* watched, QEvent* event) {
 void WaylandPointer::seen(const QWidget& window, const QPointF& position) {
     // Layer surfaces have no position that Qt could tell; ours are where their geometry says.
     m_over = &window;
-    const QRect placed = &window == m_presence.get() ? m_presenceBounds : window.geometry();
+    const Presence* presence = presenceOf(window.windowHandle());
+    const QRect placed = presence != nullptr ? presence->bounds : window.geometry();
     m_at = QPointF(placed.topLeft()) + position;
     if (m_onArrival) {
         auto arrival = std::exchange(m_onArrival, nullptr);

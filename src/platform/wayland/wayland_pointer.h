@@ -6,7 +6,11 @@
 #include <QObject>
 #include <QPointer>
 
+#include <functional>
 #include <memory>
+#include <vector>
+
+class QScreen;
 
 namespace verrabel {
 
@@ -14,22 +18,25 @@ class BorderTrigger;
 class FloatingWindows;
 class TooltipsPassPointer;
 
-/// The pointer for a native Wayland client, which sees it only over its own surfaces. A
-/// transparent layer surface of ours, the presence surface, takes the pointer in the zones where
-/// it matters and nowhere else (its input region); over no surface of ours the pointer counts as
-/// away. Drags count as the pointer too: over the presence surface they are seen and refused.
-/// Arrivals and moves over our surfaces, by pointer or drag, end the hover timer's naps.
+/// The pointer for a native Wayland client, which sees it only over its own surfaces. On each
+/// screen with zones, a transparent layer surface of ours, a presence surface, takes the pointer
+/// in the zones where it matters and nowhere else (its input region); over no surface of ours the
+/// pointer counts as away. Drags count as the pointer too: over the presence surface they are seen
+/// and refused. Arrivals and moves over our surfaces, by pointer or drag, end the hover timer's
+/// naps.
 ///
 /// While the panel is hidden only the pointer's coming matters: a zone along a screen's top
-/// border is then left to the compositor's trigger there, where it has one, and the presence
-/// surface takes no clicks until a push shows it.
+/// border is then left to the compositor's trigger there, where it has one, and that screen's
+/// presence surface takes no clicks until a push shows it.
 ///
 /// Qt tells of no departure while a menu or an alert holds the pointer, nor from a surface that
 /// goes: then the pointer counts as away until it is next seen.
 class WaylandPointer final : public QObject, public Pointer, public MotionWatch {
     Q_OBJECT
 public:
-    WaylandPointer(const Screens& screens, FloatingWindows& windows, BorderTrigger& trigger);
+    using MakeTrigger = std::function<std::unique_ptr<BorderTrigger>()>;
+    /// `makeTrigger` gives each presence surface a trigger of its own.
+    WaylandPointer(const Screens& screens, FloatingWindows& windows, MakeTrigger makeTrigger);
     ~WaylandPointer() override;
     WaylandPointer(const WaylandPointer&) = delete;
     WaylandPointer& operator=(const WaylandPointer&) = delete;
@@ -44,24 +51,26 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    /// The presence surface or the panel, when `window` is theirs.
+    struct Presence;
+
+    /// The presence on `screen`, made when first needed and kept: a layer surface cannot change
+    /// screens without being made again.
+    Presence& presenceOn(const QScreen* screen);
+    /// Takes `region` on the presence's screen, or nothing when it is empty.
+    void place(Presence& presence, const QRegion& region, bool panelShown);
+    [[nodiscard]] Presence* presenceOf(const QObject* window) const;
+    /// A presence surface or the panel, when `window` is theirs.
     [[nodiscard]] const QWidget* ownerOf(const QObject* window) const;
     void seen(const QWidget& window, const QPointF& position);
-    /// Shows the presence surface where the zones are, again if the compositor took it away.
-    void showPresence();
+    /// Shows the presence surfaces where their zones are, again if the compositor took one away.
+    void showPresences();
     /// Whether `region`, in Qt's global coordinates, lies along its screen's top border.
     [[nodiscard]] static bool alongTopBorder(const QRegion& region);
 
     const Screens& m_screens;
-    BorderTrigger& m_trigger;
-    std::unique_ptr<QWidget> m_presence;
-    /// Where the presence surface is to be, and whether at all.
-    QRect m_presenceBounds;
-    bool m_presenceWanted = false;
-    /// Shown again once since the last watch: a compositor that keeps closing it wins.
-    bool m_presenceReshown = false;
-    /// The presence surface waits for a push at the border.
-    bool m_triggerArmed = false;
+    FloatingWindows& m_windows;
+    MakeTrigger m_makeTrigger;
+    std::vector<std::unique_ptr<Presence>> m_presences;
     QPointer<const QWidget> m_panel;
     std::unique_ptr<TooltipsPassPointer> m_tooltips;
     std::function<void()> m_onArrival;

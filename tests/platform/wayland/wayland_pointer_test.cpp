@@ -13,9 +13,11 @@ namespace verrabel {
 namespace {
 
 struct FakeTrigger final : BorderTrigger {
+    explicit FakeTrigger(int& counter)
+        : arms(counter) {}
     void arm(QWindow& /*window*/) override { ++arms; }
     void disarm() override { arms = 0; }
-    int arms = 0;
+    int& arms;
 };
 
 QWidget* presenceSurface() {
@@ -33,8 +35,9 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     screen.frame = QRectF(0, 0, 800, 600);
     screens.list = {screen};
     testing::FakeFloating floating;
-    FakeTrigger trigger;
-    WaylandPointer pointer(screens, floating, trigger);
+    int arms = 0;
+    WaylandPointer pointer(screens, floating,
+                           [&arms] { return std::make_unique<FakeTrigger>(arms); });
     QWidget panel;
     panel.setGeometry(200, 30, 400, 300);
     panel.show();
@@ -46,7 +49,7 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     EXPECT_EQ(presence->geometry(), QRect(180, 0, 440, 350));
     EXPECT_TRUE(presence->mask().contains(QPoint(220, 1)));    // the top edge at the centre
     EXPECT_FALSE(presence->mask().contains(QPoint(120, 100))); // the panel's
-    EXPECT_EQ(trigger.arms, 0);                                // open, every move counts
+    EXPECT_EQ(arms, 0);                                        // open, every move counts
 
     int arrivals = 0;
     ASSERT_TRUE(pointer.awaitMotion([&arrivals] { ++arrivals; }));
@@ -87,11 +90,11 @@ TEST(WaylandPointer, SeesThePointerOverItsSurfacesAndForgetsItWhereQtTellsNothin
     // below the border cannot be pushed.
     panel.hide();
     pointer.watch({QRectF(275, 598, 250, 2)}, panel);
-    EXPECT_EQ(trigger.arms, 1);
+    EXPECT_EQ(arms, 1);
     send(*presence, QEvent::Leave);
-    EXPECT_EQ(trigger.arms, 2);
+    EXPECT_EQ(arms, 2);
     pointer.watch({QRectF(275, 500, 250, 2)}, panel);
-    EXPECT_EQ(trigger.arms, 0);
+    EXPECT_EQ(arms, 0);
 
     // A presence surface that the compositor closed (its screen went) is shown again.
     presence->hide();

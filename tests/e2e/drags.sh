@@ -102,3 +102,49 @@ drag "$FIRST_ROW_X" "$(first_row_y)" 400 700
 expect "the file manager holds a copy" eventually 5 test -e "$HOME/out/Album/photo.jpg"
 expect "the copy is whole" cmp -s "$HOME/out/Album/photo.jpg" "$E2E_DESKTOP/Album/photo.jpg"
 expect "the Desktop still holds the original" desktop_has Album/photo.jpg
+
+# ctrl_click N / shift_click N: the shelf's Nth row, with the key held.
+row_y() { echo $(($(first_row_y) + 54 * ($1 - 1))); }
+ctrl_click() { xdotool mousemove "$FIRST_ROW_X" "$(row_y "$1")" keydown ctrl click 1 keyup ctrl; }
+shift_click() { xdotool mousemove "$FIRST_ROW_X" "$(row_y "$1")" keydown shift click 1 keyup shift; }
+# The rows in the shelf's order.
+mapfile -t rows < <(ls "$E2E_DESKTOP" | LC_ALL=C.UTF-8 sort -f)
+# copied_into FOLDER N...: the Nth rows are in FOLDER, whole.
+copied_into() {
+  local n
+  for n in "${@:2}"; do diff -rq "$E2E_DESKTOP/${rows[n - 1]}" "$1/${rows[n - 1]}" >/dev/null || return 1; done
+}
+
+# The first and third rows chosen with Ctrl and the third dragged: both are copied, not the second.
+mkdir "$HOME/picked"
+xsession_launch pcmanfm --new-win "$HOME/picked"
+place_window '^picked$' 100 450 700 450
+bring_shelf_down
+ctrl_click 1
+ctrl_click 3
+drag "$FIRST_ROW_X" "$(row_y 3)" 400 700
+expect "both chosen rows are copied whole" eventually 5 copied_into "$HOME/picked" 1 3
+expect "the row between them is not" test ! -e "$HOME/picked/${rows[1]}"
+expect "the Desktop keeps all three" bash -c \
+  "[[ -e '$E2E_DESKTOP/${rows[0]}' && -e '$E2E_DESKTOP/${rows[1]}' && -e '$E2E_DESKTOP/${rows[2]}' ]]"
+
+# A click on the second row and Shift on the fourth choose the three from the second: a row
+# outside them is dragged alone, one of them drags all three.
+mkdir "$HOME/range"
+xsession_launch pcmanfm --new-win "$HOME/range"
+place_window '^range$' 100 450 700 450
+choose_range() {
+  bring_shelf_down
+  xdotool mousemove "$FIRST_ROW_X" "$(row_y 2)" click 1
+  shift_click 4
+}
+choose_range
+drag "$FIRST_ROW_X" "$(row_y 1)" 400 700
+expect "a row outside the choice goes alone" eventually 5 copied_into "$HOME/range" 1
+sleep 0.5
+expect "without the chosen ones" test "$(ls "$HOME/range" | wc -l)" -eq 1
+rm -r "${HOME:?}/range/${rows[0]}"
+choose_range
+drag "$FIRST_ROW_X" "$(row_y 3)" 400 700
+expect "the range's three rows are copied" eventually 5 copied_into "$HOME/range" 2 3 4
+expect "nothing before it" test ! -e "$HOME/range/${rows[0]}"

@@ -40,6 +40,18 @@ xrandr --output screen --mode 1280x800
 xdotool mousemove 640 200
 expect "at the new top centre of 1280 x 800" eventually 2 shelf_at 430 25
 
+# Split into two monitors side by side: each top centre brings the shelf down on its own.
+xrandr --setmonitor left 640/169x800/211+0+0 screen >/dev/null
+xrandr --setmonitor right 640/169x800/211+640+0 none >/dev/null
+glide 960 400
+expect "off the first monitor's zone, it goes" eventually 2 shelf_hidden
+glide 960 0
+expect "the second monitor's top centre brings it down there" eventually 2 shelf_at 750 25
+glide 960 400
+expect "and it goes as there" eventually 2 shelf_hidden
+glide 320 0
+expect "the first monitor's still brings it down" eventually 2 shelf_at 110 25
+
 kill "${XSESSION_PIDS[0]}" # Xvfb
 exited() { ! kill -0 "$E2E_APP" 2>/dev/null; }
 expect "Verrabel ends when the X server goes" eventually 3 exited

@@ -41,8 +41,9 @@ QString makeFolder(QTemporaryDir& dir, int count) {
         const QString name =
             QStringLiteral("文件 %1%2").arg(i).arg(QString::fromLatin1(kExtensions[i % 7]));
         QFile file(dir.filePath(name));
-        file.open(QIODevice::WriteOnly);
-        file.write(QByteArray(i % 100, 'x'));
+        if (file.open(QIODevice::WriteOnly)) {
+            file.write(QByteArray(i % 100, 'x'));
+        }
     }
     return dir.path();
 }
@@ -96,8 +97,9 @@ public:
     }
     void touchAFile() const {
         QFile file(m_folder + QStringLiteral("/文件 0.pdf"));
-        file.open(QIODevice::Append);
-        file.write("x");
+        if (file.open(QIODevice::Append)) {
+            file.write("x");
+        }
     }
 
 private:

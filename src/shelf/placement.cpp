@@ -7,16 +7,25 @@
 #include "shelf_controller.h"
 #include "shelf_panel.h"
 
+#include <algorithm>
+
 namespace verrabel {
 
 void ShelfController::reposition() {
     screens = m_platform.screens.screens();
-    // The first screen with a camera housing, else the first screen, else none. A desktop's
-    // bar is no camera housing: it does not draw the shelf away from the primary screen.
+    // Open on a screen that is still there (a bar came, another screen went): it stays there,
+    // under the pointer.
+    const auto same = std::find_if(screens.begin(), screens.end(), [this](const ScreenInfo& info) {
+        return screen && info.frame == screen->frame;
+    });
+    // Else the first screen with a camera housing, else the first screen, else none. A
+    // desktop's bar is no camera housing: it does not draw the shelf away from the primary screen.
     const auto notched = std::find_if(screens.begin(), screens.end(), [](const ScreenInfo& info) {
         return info.safeAreaTop > 0 && !info.topBandIsBar;
     });
-    if (notched != screens.end()) {
+    if (expanded && same != screens.end()) {
+        screen = *same;
+    } else if (notched != screens.end()) {
         screen = *notched;
     } else {
         const QList<ScreenInfo> again = m_platform.screens.screens();

@@ -162,6 +162,9 @@ TEST_F(Shelf, EachScreensTopCentreBringsTheShelfDownOnThatScreen) {
     EXPECT_EQ(shelf.panel->frame(), QRectF(2350, 705, 420, 350));
     stay(QPointF(2560, 800), 0.5);
     EXPECT_TRUE(shelf.expanded);
+    // The screens changing meanwhile (the first one's bar came) leaves it where it is.
+    platform.screens.change({notchedScreen(), second});
+    EXPECT_EQ(shelf.panel->frame(), QRectF(2350, 705, 420, 350));
     stay(kFarAway, 0.5);
     EXPECT_FALSE(shelf.expanded);
     // The first still works, and a fullscreen window there leaves the second's edge alone.

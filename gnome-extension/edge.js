@@ -41,23 +41,29 @@ export class TopEdge {
         this._restId = 0;
     }
 
-    /** From `left` to `right` along the top of `top` (stage coordinates); left === right: none. */
-    set(left, right, top) {
+    /**
+     * From `left` to `right` along the top of `top` (stage coordinates); left === right: none.
+     * Not `pushable` (a monitor above, where a barrier would stop the pointer crossing): a rest
+     * there is all that counts.
+     */
+    set(left, right, top, pushable = true) {
         this._clear();
         if (left >= right)
             return;
         this._span = {left, right, top};
-        // A pressure barrier of its own each time: one that lost its barrier while pushed
-        // would wait for a departure that never comes.
-        this._pressure = new Layout.PressureBarrier(PRESSURE_THRESHOLD, PRESSURE_TIMEOUT,
-            Shell.ActionMode.NORMAL);
-        this._pressure.connect('trigger', () => this._onPushed());
-        this._barrier = new Meta.Barrier({
-            ...barrierHost(),
-            x1: left, x2: right, y1: top, y2: top,
-            directions: Meta.BarrierDirection.POSITIVE_Y,
-        });
-        this._pressure.addBarrier(this._barrier);
+        if (pushable) {
+            // A pressure barrier of its own each time: one that lost its barrier while pushed
+            // would wait for a departure that never comes.
+            this._pressure = new Layout.PressureBarrier(PRESSURE_THRESHOLD, PRESSURE_TIMEOUT,
+                Shell.ActionMode.NORMAL);
+            this._pressure.connect('trigger', () => this._onPushed());
+            this._barrier = new Meta.Barrier({
+                ...barrierHost(),
+                x1: left, x2: right, y1: top, y2: top,
+                directions: Meta.BarrierDirection.POSITIVE_Y,
+            });
+            this._pressure.addBarrier(this._barrier);
+        }
         this._movedId = this._tracker.connect('position-invalidated', () => this._moved());
     }
 

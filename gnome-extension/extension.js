@@ -60,10 +60,10 @@ export default class VerrabelExtension extends Extension {
     _watchEdges(edges) {
         this._edges.forEach(edge => edge.destroy());
         this._edges = [];
-        for (let i = 0; i + 2 < edges.length; i += 3) {
+        for (let i = 0; i + 3 < edges.length; i += 4) {
             const index = this._edges.length;
             const edge = new TopEdge(() => this._service.edgePushed(index));
-            edge.set(edges[i], edges[i + 1], Math.round(edges[i + 2]));
+            edge.set(edges[i], edges[i + 1], Math.round(edges[i + 2]), edges[i + 3] !== 0);
             this._edges.push(edge);
         }
     }

@@ -48,9 +48,9 @@ const INTERFACE = `<node>
 /**
  * The exported object. `handler` acts on the calls: state() → [x, y, width, height] of the
  * primary monitor in stage coordinates and the same four numbers, one after another, of each
- * monitor a fullscreen window is up on; watchEdges([left, right, top, ...]), an edge from left
- * to right along top for each three numbers; followPointer(follow); setMenu(name, entries);
- * clientGone().
+ * monitor a fullscreen window is up on; watchEdges([left, right, top, push, ...]), an edge
+ * from left to right along top for each four numbers, pushed against where push is not 0, else
+ * only rested on; followPointer(follow); setMenu(name, entries); clientGone().
  */
 export class ShellService {
     constructor(handler) {

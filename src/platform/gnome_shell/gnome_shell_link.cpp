@@ -94,11 +94,12 @@ void GnomeShellLink::call(const QString& method, const QVariantList& arguments) 
     }
 }
 
-void GnomeShellLink::watchEdges(const QList<QRectF>& edges) {
-    // Left, right and top of each, one after another.
+void GnomeShellLink::watchEdges(const QList<ShellEdge>& edges) {
+    // Left, right, top and whether pushable of each, one after another.
     QList<double> spans;
-    for (const QRectF& edge : edges) {
-        spans << edge.left() << edge.right() << edge.top();
+    for (const ShellEdge& edge : edges) {
+        spans << edge.span.left() << edge.span.right() << edge.span.top()
+              << (edge.pushable ? 1.0 : 0.0);
     }
     call(QStringLiteral("WatchEdges"), {QVariant::fromValue(spans)});
 }

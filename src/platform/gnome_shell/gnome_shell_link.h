@@ -15,6 +15,13 @@ namespace verrabel {
 
 class ShellProxy;
 
+/// A top edge at a screen's top centre, in the shell's coordinates. Not `pushable` below another
+/// screen, where a barrier would stop the pointer crossing: only a rest there counts.
+struct ShellEdge {
+    QRectF span;
+    bool pushable = true;
+};
+
 /// Verrabel's companion GNOME Shell extension, over the session bus: the shell's own view of
 /// the top edge, the pointer and fullscreen windows, which an X client on Xwayland cannot have.
 /// Every call is asynchronous; what the shell tells comes as signals. Coordinates are the
@@ -38,7 +45,7 @@ public:
 
     /// A push (or a rest) along a top edge of the screen, its place in `edges`, is told by
     /// `edgePushed`; none: no edge.
-    void watchEdges(const QList<QRectF>& edges);
+    void watchEdges(const QList<ShellEdge>& edges);
     /// While on, every move of the pointer is told by `pointerMoved`.
     void followPointer(bool follow);
     /// The menu shown in the top bar under `name`; '' entries are separators; none: no menu.

@@ -81,23 +81,24 @@ void ShellEdgePointer::apply() {
         return;
     }
     if (!m_shell.present()) {
-        m_edgeZones.clear();
+        m_edgeCount = 0;
         m_strip.watch(m_zones, *m_panel);
         return;
     }
     m_strip.watch({}, *m_panel);
     const ShellCoordinates shell(m_shell.monitor(), primaryGeometry());
-    // Collapsed, an edge along each zone at a screen's top border, where there is something to
-    // push against.
-    m_edgeZones.clear();
-    QList<QRectF> edges;
-    for (qsizetype i = 0; i < m_zones.size() && !m_open && shell.valid(); ++i) {
-        const QRect zone = m_screens.toWindowGeometry(m_zones[i]);
-        if (QGuiApplication::screenAt({zone.center().x(), zone.top() - 1}) == nullptr) {
-            m_edgeZones.append(i);
-            edges.append(shell.toShell(QRectF(zone)));
+    // Collapsed, an edge along each zone, one for each in the zones' order.
+    QList<ShellEdge> edges;
+    for (const QRectF& each : m_zones) {
+        if (m_open || !shell.valid()) {
+            break;
         }
+        const QRect zone = m_screens.toWindowGeometry(each);
+        const bool screenAbove =
+            QGuiApplication::screenAt({zone.center().x(), zone.top() - 1}) != nullptr;
+        edges.append({shell.toShell(QRectF(zone)), !screenAbove});
     }
+    m_edgeCount = edges.size();
     m_shell.watchEdges(edges);
     m_shell.followPointer(m_open);
     if (!m_open) {
@@ -106,10 +107,10 @@ void ShellEdgePointer::apply() {
 }
 
 void ShellEdgePointer::pushed(int index) {
-    if (index < 0 || index >= m_edgeZones.size()) {
+    if (index < 0 || index >= m_edgeCount) {
         return;
     }
-    m_at = m_zones[m_edgeZones[index]].center();
+    m_at = m_zones[index].center();
     wake();
 }
 

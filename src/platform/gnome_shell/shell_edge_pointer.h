@@ -42,8 +42,8 @@ private:
     QList<QRectF> m_zones;
     QPointer<const QWidget> m_panel;
     bool m_open = false;
-    /// The zone of each edge the shell watches.
-    QList<qsizetype> m_edgeZones;
+    /// The edges the shell watches, the first zones'.
+    qsizetype m_edgeCount = 0;
     /// Where the pointer is, in global points; while collapsed only a push puts it anywhere,
     /// and the next look takes it.
     std::optional<QPointF> m_at;

@@ -41,6 +41,8 @@ protected:
 /// One screen's presence surface and the compositor's trigger at that screen's border.
 struct WaylandPointer::Presence {
     QPointer<const QScreen> screen;
+    /// Made for a screen, which may go: then so does the presence.
+    bool forScreen = false;
     std::unique_ptr<QWidget> surface = std::make_unique<PresenceSurface>();
     std::unique_ptr<BorderTrigger> trigger;
     /// Where the surface is to be, and whether at all.
@@ -89,6 +91,14 @@ void WaylandPointer::watch(const QList<QRectF>& zones, const QWidget& panel) {
             same->second |= rect;
         }
     }
+    // A screen that went took its surface's output with it.
+    std::erase_if(m_presences, [this](const std::unique_ptr<Presence>& presence) {
+        const bool gone = presence->forScreen && presence->screen.isNull();
+        if (gone && m_over == presence->surface.get()) {
+            m_over = nullptr;
+        }
+        return gone;
+    });
     for (auto& presence : m_presences) {
         presence->wanted = false;
     }
@@ -117,6 +127,7 @@ WaylandPointer::Presence& WaylandPointer::presenceOn(const QScreen* screen) {
     }
     auto presence = std::make_unique<Presence>();
     presence->screen = screen;
+    presence->forScreen = screen != nullptr;
     presence->trigger = m_makeTrigger();
     // A fullscreen window in front of it takes the edge back: the shelf stays out of its way.
     m_windows.setUp(*presence->surface, Stacking::UnderFullscreen);

@@ -4,6 +4,7 @@
 #include "file_row.h"
 #include "shelf/shelf_controller.h"
 
+#include <QAccessible>
 #include <QScrollArea>
 
 namespace verrabel {
@@ -52,6 +53,9 @@ void ShelfController::showSelection() {
         for (FileRow* row : view->findChildren<FileRow*>(Qt::FindDirectChildrenOnly)) {
             row->update();
         }
+        // Screen readers ask again which rows are selected.
+        QAccessibleEvent changed(view, QAccessible::SelectionWithin);
+        QAccessible::updateAccessibility(&changed);
     }
 }
 

@@ -82,8 +82,8 @@ private:
     /// Only the strip along the top edge of `on` opens the shelf: the rest of the zone is a
     /// desktop's bar, or cannot be watched without taking the clicks of the windows below.
     [[nodiscard]] bool watchesTopEdgeOnly(const ScreenInfo& on) const;
-    /// The active window on `on` is fullscreen (a video, a game): its edge does not open the
-    /// shelf and takes nothing from that window.
+    /// A fullscreen window is up on `on` (a video, a game), the active one where that is all the
+    /// platform tells: its edge does not open the shelf and takes nothing from that window.
     [[nodiscard]] bool edgeStandsAside(const ScreenInfo& on) const;
     /// The screen whose top centre, open to the pointer, holds `point`.
     [[nodiscard]] std::optional<ScreenInfo> screenOpenedAt(const QPointF& point) const;

@@ -28,8 +28,7 @@ void ShelfController::reposition() {
     } else if (notched != screens.end()) {
         screen = *notched;
     } else {
-        const QList<ScreenInfo> again = m_platform.screens.screens();
-        screen = again.isEmpty() ? std::nullopt : std::optional(again.first());
+        screen = screens.isEmpty() ? std::nullopt : std::optional(screens.first());
     }
     // The hot zone may have moved under a resting pointer.
     if (timer) {

@@ -49,14 +49,13 @@ QPixmap countedImage(const QIcon& icon, int count, const QWidget& source) {
 void dragAsCopy(QWidget* source, QMimeData* data, const QIcon& icon, int count) {
     auto* drag = new QDrag(source);
     drag->setMimeData(data);
-    if (count > 1) {
-        const int side = kImageSize + 2 * kBadgeOverhang;
-        drag->setPixmap(countedImage(icon, count, *source));
-        drag->setHotSpot(QPoint(side / 2, side / 2));
-    } else {
-        drag->setPixmap(icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF()));
-        drag->setHotSpot(QPoint(kImageSize / 2, kImageSize / 2));
-    }
+    const QPixmap image =
+        count > 1 ? countedImage(icon, count, *source)
+                  : icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF());
+    drag->setPixmap(image);
+    // Centred on the pointer.
+    const QSize size = image.deviceIndependentSize().toSize();
+    drag->setHotSpot(QPoint(size.width() / 2, size.height() / 2));
     drag->exec(Qt::CopyAction, Qt::CopyAction);
 }
 

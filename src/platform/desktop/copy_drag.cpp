@@ -19,8 +19,7 @@ constexpr int kBadgeOverhang = 8;
 constexpr int kBadgeFontPixels = 11;
 
 /// The icon with a badge that says how many items the drag holds.
-QPixmap countedImage(const QIcon& icon, int count, const QWidget& source) {
-    const qreal ratio = source.devicePixelRatioF();
+QPixmap countedImage(const QIcon& icon, int count, const QWidget& source, qreal ratio) {
     const int side = kImageSize + 2 * kBadgeOverhang;
     QPixmap image(QSize(side, side) * ratio);
     image.setDevicePixelRatio(ratio);
@@ -46,12 +45,15 @@ QPixmap countedImage(const QIcon& icon, int count, const QWidget& source) {
 
 } // namespace
 
+QPixmap dragImage(const QWidget& source, const QIcon& icon, int count, qreal ratio) {
+    return count > 1 ? countedImage(icon, count, source, ratio)
+                     : icon.pixmap(QSize(kImageSize, kImageSize), ratio);
+}
+
 void dragAsCopy(QWidget* source, QMimeData* data, const QIcon& icon, int count) {
     auto* drag = new QDrag(source);
     drag->setMimeData(data);
-    const QPixmap image =
-        count > 1 ? countedImage(icon, count, *source)
-                  : icon.pixmap(QSize(kImageSize, kImageSize), source->devicePixelRatioF());
+    const QPixmap image = dragImage(*source, icon, count, source->devicePixelRatioF());
     drag->setPixmap(image);
     // Centred on the pointer.
     const QSize size = image.deviceIndependentSize().toSize();

@@ -114,7 +114,9 @@ void DropView::dropEvent(QDropEvent* event) {
         event->mimeData()->urls().isEmpty() ? m_draggedFiles : droppedItems(event->mimeData());
     // Handed over first: the imports and receive() raise `busy` before `receiving` falls, so
     // the shelf's hold against collapsing never lapses between the two.
-    if (m_offersTransfer) {
+    // Rows of the shelf's own, dropped back on it, are read from their paths: asking their drag
+    // for its key would wait on this very thread, which makes it.
+    if (m_offersTransfer && !controller->exporting) {
         // The source may take seconds to give its key: read in the background where the
         // platform can, else here.
         TransferKeyRead keyRead = controller->importTransferredOnceRead(files);

@@ -188,6 +188,16 @@ TEST_F(Receiving, FilesFromSandboxedAppsComeByTheirPortalKey) {
     EXPECT_EQ(files.names("Desktop"),
               (QStringList{"a.txt", "b (1).txt", "b.txt", "d.txt", "sandboxed-b.txt"}));
     EXPECT_EQ(platform.alerts.shown.last().informativeText, "e.txt：来源程序没有交出文件");
+
+    // The shelf's own rows, dropped back on it, are read from their paths: the drag that offers
+    // their key is made on this thread, and asking it would wait on itself.
+    shelf->exporting = true;
+    EXPECT_TRUE(drop({QUrl::fromLocalFile(files.path("Desktop/d.txt"))}, "7"));
+    shelf->exporting = false;
+    EXPECT_FALSE(platform.promises.keyRead);
+    finishWork();
+    EXPECT_EQ(platform.transfers.retrieved.last(), "5");
+    EXPECT_EQ(message(), "已存到桌面 · 1 个项目");
 }
 
 TEST_F(Receiving, AnArchivesEntryIsTakenAndSaysWhyItCannotBeSaved) {

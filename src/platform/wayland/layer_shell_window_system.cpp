@@ -1,12 +1,12 @@
 // Verrabel as a native Wayland client: its windows are layer surfaces, Qt's Wayland platform
-// does drag and drop, and nothing promises files (X Direct Save is an X11 protocol).
+// takes drops, rows leave by a drag source of Verrabel's own, and nothing promises files (X
+// Direct Save is an X11 protocol).
 
 #include "kde_screen_edge.h"
 #include "layer_shell_windows.h"
-#include "platform/desktop/copy_drag.h"
-#include "platform/file_drags.h"
 #include "platform/file_promises.h"
 #include "platform/window_system.h"
+#include "wayland_file_drags.h"
 #include "wayland_pointer.h"
 #include "wayland_session.h"
 
@@ -23,15 +23,6 @@
 namespace verrabel {
 
 namespace {
-
-class QtFileDrags final : public FileDrags {
-public:
-    void dragOut(QWidget* source, const QList<QUrl>& files, const QIcon& icon) override {
-        auto* data = new QMimeData;
-        data->setUrls(files);
-        dragAsCopy(source, data, icon, static_cast<int>(files.size()));
-    }
-};
 
 class NoFilePromises final : public FilePromises {
 public:
@@ -61,7 +52,8 @@ public:
 class LayerShellWindowSystem final : public WindowSystem {
 public:
     explicit LayerShellWindowSystem(const WindowSystemNeeds& needs)
-        : m_pointer(needs.screens, m_windows, [] { return std::make_unique<KdeScreenEdge>(); }) {}
+        : m_pointer(needs.screens, m_windows, [] { return std::make_unique<KdeScreenEdge>(); })
+        , m_drags(needs.transfers, needs.queues) {}
 
     Pointer& pointer() override { return m_pointer; }
     MotionWatch& motion() override { return m_pointer; }
@@ -75,7 +67,7 @@ private:
     LayerShellWindows m_windows;
     WaylandPointer m_pointer;
     Composited m_compositor;
-    QtFileDrags m_drags;
+    WaylandFileDrags m_drags;
     NoFilePromises m_promises;
     CompositorStacksFullscreen m_fullscreen;
 };

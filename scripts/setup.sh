@@ -28,6 +28,8 @@ if [[ ${VERSION_ID:-} != 12 ]]; then
   # wayland-scanner, on the layer surface Qt's private Wayland window gives.
   groups[build]+=" liblayershellqtinterface-dev libwayland-dev qt6-wayland libwayland-bin
                    plasma-wayland-protocols qt6-base-private-dev"
+  # A GTK 4 drop target asks a native drag for its transfer key, as sandboxed applications do.
+  groups[e2e]+=" gir1.2-gtk-4.0"
 fi
 # A tray host: trayer left the archive after Debian 13, stalonetray is there. After 13, labwc
 # runs Verrabel natively beside KWin and sway.

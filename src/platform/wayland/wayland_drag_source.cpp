@@ -51,7 +51,7 @@ void writeAll(int fd, const QByteArray& bytes) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-/// The read end's pipe, closed when the last answer that could use it goes.
+/// The pipe a target reads from, closed when the last answer that could write into it goes.
 struct Pipe {
     explicit Pipe(int end)
         : fd(end) {}
